@@ -1,0 +1,12 @@
+#pragma once
+
+#include "host/Session.h"
+
+namespace trovix::host {
+
+/// Reads commands from a terminal, with history, completion and help, until its end or `quit`.
+void runPrompt(Session& session);
+/// Reads commands from standard input, checking and running line by line; answers 2 once a line was refused, else 0.
+[[nodiscard]] int runStandardInput(Session& session);
+
+}  // namespace trovix::host

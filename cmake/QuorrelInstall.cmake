@@ -1,0 +1,20 @@
+# What `cmake --install` lays down: headers, both libraries in both kinds, and the ways to find them.
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(TARGETS trovix_shared trovix_static quorrel_shared quorrel_static EXPORT QuorrelTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(EXPORT QuorrelTargets NAMESPACE Quorrel:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Quorrel)
+
+configure_package_config_file(cmake/QuorrelConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Quorrel)
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Quorrel)
+
+foreach(library trovix quorrel)
+  configure_file(cmake/${library}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -1,0 +1,218 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "trovix/Error.h"
+#include "trovix/Export.h"
+#include "trovix/TrovixLibDelegate.h"
+#include "trovix/Value.h"
+#include "trovix/platform/Platform.h"
+
+namespace trovix {
+
+/// The tracking SDK. Configure it, then `start` it. Every operation may be called from any thread and returns without
+/// waiting for disk or network, except where it says so. No operation throws; bad configuration is logged and ignored,
+/// or accepted with a warning.
+class TROVIX_API TrovixLib {
+ public:
+  /// Data and error of a finished request: data is {"statusCode": number}. Runs on the SDK's serial queue or on the
+  /// HTTP client's.
+  using Completion = std::function<void(const std::optional<Dictionary>& data, const std::optional<Error>& error)>;
+
+  /// The validated purchase. Main queue.
+  using PurchaseSuccess = std::function<void(const Dictionary& response)>;
+  /// Why a purchase was not validated, and the server's answer when there was one. Main queue.
+  using PurchaseFailure = std::function<void(const std::optional<Error>& error, const std::optional<Value>& response)>;
+
+  /// Would be given what the host restores for a user activity; the SDK restores nothing.
+  using RestorationHandler = std::function<void(const Array& restored)>;
+
+  /// The process's SDK over the process's default platform, made on first use and never destroyed.
+  [[nodiscard]] static TrovixLib& shared();
+
+  /// An SDK of its own over a platform that outlives it. Hosts use `shared()`; this is for tests and tools.
+  explicit TrovixLib(platform::Platform& platform);
+  /// Waits for nothing: closures on their way find the SDK gone.
+  ~TrovixLib();
+  TrovixLib(const TrovixLib&) = delete;
+  TrovixLib& operator=(const TrovixLib&) = delete;
+
+  // --- Starting and logging -----------------------------------------------------------------------------------------
+
+  /// Reports a launch, or skips it when the last one is at most `minTimeBetweenSessions` ago.
+  void start() { startWithCompletionHandler({}); }
+  /// The completion hears of the launch request, or at once of error 10 when the launch is skipped.
+  void startWithCompletionHandler(Completion completion);
+  /// Logs an in-app event 0.4 seconds from now.
+  void logEvent(std::string name, std::optional<Dictionary> values = std::nullopt) {
+    logEventWithEventName(std::move(name), std::move(values), {});
+  }
+  void logEventWithEventName(std::string eventName, std::optional<Dictionary> eventValues,
+                             Completion completionHandler);
+  /// Fetches the install's conversion data, or serves what is kept; the delegate hears of it.
+  void getConversionData();
+  /// Holds requests back until the user has answered the consent prompt, or for that many seconds.
+  void waitForATTUserAuthorizationWithTimeoutInterval(double timeoutInterval);
+
+  // --- Identity -----------------------------------------------------------------------------------------------------
+
+  /// This installation's identifier. Computed once; the first call may write to disk.
+  [[nodiscard]] std::string getTrovixUID();
+  /// The identifier that survives reinstalls. Computed once; the first call may write to disk.
+  [[nodiscard]] std::string getOriginalTrovixId();
+  /// "version: 6.2.2 (build 64)".
+  [[nodiscard]] std::string getSDKVersion() const;
+  /// The main bundle's info-dictionary value, or "".
+  [[nodiscard]] Value getValueFromBundle(std::string_view key) const;
+
+  // --- Configuration ------------------------------------------------------------------------------------------------
+
+  /// The developer key; "" until it is set. A key shorter than 11 characters is accepted with a warning.
+  [[nodiscard]] std::string trovixDevKey() const;
+  void setTrovixDevKey(const std::optional<std::string>& key);
+  /// The App Store identifier, without its "id".
+  [[nodiscard]] std::string appleAppID() const;
+  void setAppleAppID(const std::optional<Value>& appleAppID);
+  [[nodiscard]] std::optional<std::string> customerUserID() const;
+  void setCustomerUserID(std::optional<std::string> customerUserID);
+  [[nodiscard]] std::optional<Dictionary> customData() const;
+  /// Nothing is ignored: the old data stays.
+  void setAdditionalData(std::optional<Dictionary> customData);
+  /// Entries that are not text are skipped with a warning when a payload is built. Types: 0 plain, 1 SHA-1, 2 MD5, 3
+  /// SHA-256.
+  void setUserEmails(std::optional<Array> userEmails, std::int32_t cryptType);
+  [[nodiscard]] std::optional<Array> userEmails() const;
+  [[nodiscard]] std::int32_t emailCryptType() const;
+  /// Kept as its SHA-256 digest, which is what the getter answers.
+  void setPhoneNumber(const std::optional<std::string>& phoneNumber);
+  [[nodiscard]] std::optional<std::string> phoneNumber() const;
+  /// Three letters; another length is sent with a warning.
+  [[nodiscard]] std::optional<std::string> currencyCode() const;
+  void setCurrencyCode(std::optional<std::string> currencyCode);
+  /// The server domain and what goes before every subdomain. An empty domain is refused, the prefix is taken all the
+  /// same.
+  void setHost(const std::optional<std::string>& host, const std::optional<std::string>& hostPrefix);
+  [[nodiscard]] std::string host() const;
+  [[nodiscard]] std::string hostPrefix() const;
+  /// Seconds; launches closer together than this are skipped. Default 5.
+  [[nodiscard]] std::uint64_t minTimeBetweenSessions() const;
+  void setMinTimeBetweenSessions(std::uint64_t seconds);
+  /// Milliseconds that a deferred deep link may take. Default 60000.
+  [[nodiscard]] std::uint64_t deepLinkTimeout() const;
+  void setDeepLinkTimeout(std::uint64_t milliseconds);
+  /// Partners that must not get this user's data. Entries must match [A-Za-z0-9_]{1,45}; others are dropped.
+  [[nodiscard]] std::optional<std::vector<std::string>> sharingFilter() const;
+  void setSharingFilter(const std::optional<std::vector<std::string>>& sharingFilter);
+  /// No partner gets it; a later filter cannot narrow this.
+  void setSharingFilterForAllPartners();
+  /// Nothing is sent while stopped. Writes to storage that the switch was used.
+  [[nodiscard]] bool isStopped() const;
+  void setIsStopped(bool isStopped);
+
+  [[nodiscard]] bool isDebug() const;
+  void setIsDebug(bool isDebug);
+  void setIsTrace(bool isTrace);
+  [[nodiscard]] bool isProxyManagerDisabled() const;
+  void setProxyManagerDisabled(bool disabled);
+  [[nodiscard]] bool shouldCollectDeviceName() const;
+  void setShouldCollectDeviceName(bool flag);
+  [[nodiscard]] bool disableAdvertisingIdentifier() const;
+  void setDisableAdvertisingIdentifier(bool flag);
+  [[nodiscard]] bool disableAppleAdsAttribution() const;
+  void setDisableAppleAdsAttribution(bool flag);
+  [[nodiscard]] bool disableCollectASA() const;
+  void setDisableCollectASA(bool flag);
+  [[nodiscard]] bool disableSKAdNetwork() const;
+  void setDisableSKAdNetwork(bool flag);
+  [[nodiscard]] bool disableIDFVCollection() const;
+  void setDisableIDFVCollection(bool flag);
+  [[nodiscard]] bool anonymizeUser() const;
+  void setAnonymizeUser(bool flag);
+  [[nodiscard]] bool useReceiptValidationSandbox() const;
+  void setUseReceiptValidationSandbox(bool flag);
+  [[nodiscard]] bool useUninstallSandbox() const;
+  void setUseUninstallSandbox(bool flag);
+  /// Whether a closing report is sent when the application goes to the background.
+  [[nodiscard]] bool isBackgroundRequestEnabled() const;
+  void setIsBackgroundRequestEnabled(bool flag);
+  /// The last advertising identifier that a request carried.
+  [[nodiscard]] std::optional<std::string> advertisingIdentifier() const;
+  /// The link template of invitations.
+  [[nodiscard]] std::optional<std::string> appInviteVeyraID() const;
+  void setAppInviteVeyra(std::optional<std::string> appInviteVeyraID);
+  /// Click domains whose redirects are followed to the real link.
+  [[nodiscard]] std::optional<std::vector<std::string>> resolveDeepLinkURLs() const;
+  void setResolveDeepLinkURLs(std::optional<std::vector<std::string>> domains);
+  /// The application's own branded link domains.
+  [[nodiscard]] std::optional<std::vector<std::string>> veyraCustomDomains() const;
+  void setVeyraCustomDomains(std::optional<std::vector<std::string>> domains);
+  [[nodiscard]] std::optional<std::string> facebookDeferredAppLink() const;
+  void setFacebookDeferredAppLink(std::optional<std::string> link);
+  /// The name of the companion SDK's class that fetches a deferred app link.
+  void enableFacebookDeferredApplinksWithClass(std::optional<std::string> className);
+
+  /// Held weakly.
+  [[nodiscard]] std::shared_ptr<TrovixLibDelegate> delegate() const;
+  void setDelegate(std::weak_ptr<TrovixLibDelegate> delegate);
+
+  // --- Links ---------------------------------------------------------------------------------------------------------
+
+  /// A link opened the application. Its attribution goes to the deep link delegate, or to the delegate.
+  void handleOpenURL(const std::optional<std::string>& URL, const std::optional<std::string>& sourceApplication,
+                     const std::optional<Value>& annotation = std::nullopt);
+  /// The same; the options name the source application under "UIApplicationOpenURLOptionsSourceApplicationKey".
+  void handleOpenUrl(const std::optional<std::string>& URL, const Dictionary& options);
+  /// A universal link: {"activityType", "webpageURL"}. Always true.
+  bool continueUserActivity(const Dictionary& userActivity, const RestorationHandler& restorationHandler);
+  /// Attributes a link that did not open the application. Nothing is a link that is missing: a failure.
+  void performOnAppAttributionWithURL(const std::optional<std::string>& URL);
+  /// Links that contain the text get the parameters added to their query.
+  void appendParametersToDeepLinkingURLWithString(std::string containsString, Dictionary parameters);
+  /// Held weakly. The first delegate of the process also gets the deferred deep link, if it is set before the first
+  /// launch was built: set it before `start`.
+  [[nodiscard]] std::shared_ptr<TrovixDeepLinkDelegate> deepLinkDelegate() const;
+  void setDeepLinkDelegate(std::weak_ptr<TrovixDeepLinkDelegate> delegate);
+
+  // --- Push notifications ----------------------------------------------------------------------------------------------
+
+  /// Searches a push payload for a link, which is resolved; other information goes with the next launch.
+  void handlePushNotification(const Dictionary& payload);
+  /// Where a link may be in a push payload: the dictionary keys that lead to it.
+  void addPushNotificationDeepLinkPath(const std::optional<std::vector<std::string>>& path);
+  /// Registers the push token 3.5 seconds from now, unless it is the last one.
+  void registerUninstall(const Data& deviceToken);
+
+  // --- Revenue -------------------------------------------------------------------------------------------------------
+
+  /// Reports a completed store purchase and has its receipt validated. One of the callbacks, if it is given, hears of
+  /// it on the main queue.
+  void validateAndLogInAppPurchase(std::optional<std::string> productIdentifier, std::optional<std::string> price,
+                                   std::optional<std::string> currency, std::optional<std::string> transactionId,
+                                   std::optional<Dictionary> additionalParameters, PurchaseSuccess success,
+                                   PurchaseFailure failure);
+  /// Reports impression revenue.
+  void sendAdRevenueWithParameters(Dictionary parameters);
+  /// Replaces what goes to that partner with launches; at most 1,000 characters of JSON. Nothing clears it.
+  void setPartnerDataWithPartnerId(const std::optional<std::string>& partnerId,
+                                   const std::optional<Dictionary>& partnerInfo);
+  /// Logs a location event.
+  void logLocation(double longitude, double latitude);
+
+  /// Told of every request whose cache file is on disk: its UUID and its path. For tools; before `start`.
+  void setRequestCacheObserver(std::function<void(const std::string& uuid, const std::string& path)> observer);
+
+  /// The composition behind the facade; for the library's own companions and tests.
+  struct Parts;
+  [[nodiscard]] Parts& parts() noexcept { return *parts_; }
+
+ private:
+  std::shared_ptr<Parts> parts_;
+};
+
+}  // namespace trovix

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "trovix/Export.h"
+
+namespace trovix::platform {
+
+using Task = std::function<void()>;
+
+/// Runs tasks. Posting never runs the task before it returns, and may be done from any thread.
+class TROVIX_API Queue {
+ public:
+  virtual ~Queue() = default;
+  virtual void post(Task task) = 0;
+  /// Runs the task once the delay has passed; zero or less is the next turn.
+  virtual void postAfter(std::chrono::nanoseconds delay, Task task) = 0;
+  /// Whether the caller runs on this queue.
+  [[nodiscard]] virtual bool isCurrent() const = 0;
+};
+
+/// One task at a time, in the order of posting.
+class TROVIX_API SerialQueue : public Queue {
+ public:
+  [[nodiscard]] virtual const std::string& label() const = 0;
+};
+
+/// A repeating timer. Destroying it invalidates it. Any thread.
+class TROVIX_API Timer {
+ public:
+  virtual ~Timer() = default;
+  /// No further firing starts; one that is running finishes.
+  virtual void invalidate() = 0;
+  [[nodiscard]] virtual bool isValid() const = 0;
+};
+
+/// The device's queues. Any thread.
+class TROVIX_API Queues {
+ public:
+  virtual ~Queues() = default;
+  /// A new serial queue. It outlives its handle until its last task has run.
+  [[nodiscard]] virtual std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) = 0;
+  /// The application's main queue; it is served by the host.
+  [[nodiscard]] virtual SerialQueue& mainQueue() = 0;
+  /// Whether anybody serves the main queue: a running loop, an executor of the host, or a thread of the library.
+  [[nodiscard]] virtual bool isMainQueueServed() const = 0;
+  /// Tasks in no particular order, possibly side by side.
+  [[nodiscard]] virtual Queue& globalQueue() = 0;
+  /// Fires on the main queue every `interval`, the first time after one interval.
+  [[nodiscard]] virtual std::unique_ptr<Timer> makeRepeatingTimer(std::chrono::nanoseconds interval, Task task) = 0;
+};
+
+}  // namespace trovix::platform

@@ -1,0 +1,114 @@
+#include "quorrel/QuorrelCore.h"
+
+#include <algorithm>
+
+#include "agent/QuorrelAdjustModule.h"
+#include "agent/QuorrelTrovixModule.h"
+#include "platform/Mutex.h"
+#include "trovix/TrovixLib.h"
+
+namespace quorrel {
+
+using trovix::platform::MutexLock;
+using trovix::platform::NotificationCenter;
+
+struct QuorrelCore::State {
+  State(trovix::TrovixLib& theSdk, trovix::platform::Platform& thePlatform) : sdk(theSdk), platform(thePlatform) {}
+
+  trovix::TrovixLib& sdk;
+  trovix::platform::Platform& platform;
+
+  trovix::platform::Mutex mutex;
+  std::shared_ptr<AdjustSDK> adjust TX_GUARDED_BY(mutex);
+  std::vector<std::shared_ptr<AttributionModuleBase>> subModules TX_GUARDED_BY(mutex);
+  // Every later did-become-active restarts the SDK, whatever became of the module that asked for it.
+  std::vector<std::unique_ptr<NotificationCenter::Registration>> activations TX_GUARDED_BY(mutex);
+};
+
+QuorrelCore& QuorrelCore::shared() {
+  static auto* const core = new QuorrelCore(trovix::TrovixLib::shared(), trovix::platform::defaultPlatform());
+  return *core;
+}
+
+QuorrelCore::QuorrelCore(trovix::TrovixLib& sdk, trovix::platform::Platform& platform)
+    : state_(std::make_unique<State>(sdk, platform)) {}
+
+QuorrelCore::~QuorrelCore() = default;
+
+void QuorrelCore::setAdjustSDK(std::shared_ptr<AdjustSDK> adjust) {
+  const MutexLock lock(state_->mutex);
+  state_->adjust = std::move(adjust);
+}
+
+void QuorrelCore::prepareWithConfigs(const std::vector<std::shared_ptr<const QuorrelConfig>>& configs) {
+  const auto publish = [this](const QRReferralsAttributionChangedInfo& info) { quorrelReferralsChanged(info); };
+  const auto keep = [state = state_.get()](std::unique_ptr<NotificationCenter::Registration> registration) {
+    const MutexLock lock(state->mutex);
+    state->activations.push_back(std::move(registration));
+  };
+  std::shared_ptr<AdjustSDK> adjust;
+  {
+    const MutexLock lock(state_->mutex);
+    adjust = state_->adjust;
+  }
+  std::vector<std::shared_ptr<AttributionModuleBase>> modules;
+  for (const auto& config : configs) {
+    std::shared_ptr<AttributionModuleBase> module;
+    if (const auto* forAdjust = dynamic_cast<const QuorrelAdjustConfig*>(config.get())) {
+      module = std::make_shared<QuorrelAdjustModule>(*forAdjust, adjust, publish);
+    } else if (const auto* forTrovix = dynamic_cast<const QuorrelTrovixConfig*>(config.get())) {
+      module = std::make_shared<QuorrelTrovixModule>(
+          *forTrovix, QuorrelTrovixModule::Surroundings{state_->sdk, state_->platform, publish, keep});
+    }
+    if (!module) continue;
+    module->prepare();
+    modules.push_back(std::move(module));
+  }
+  const MutexLock lock(state_->mutex);
+  state_->subModules.swap(modules);
+}
+
+std::vector<std::shared_ptr<AttributionModuleBase>> QuorrelCore::subModules() const {
+  const MutexLock lock(state_->mutex);
+  return state_->subModules;
+}
+
+bool QuorrelCore::readyStatus() const {
+  const auto modules = subModules();
+  return std::all_of(modules.begin(), modules.end(),
+                     [](const auto& module) { return module->status() == ModuleStatus::delivered; });
+}
+
+std::vector<QuorrelInfo> QuorrelCore::retrievedAttributes() const {
+  std::vector<QuorrelInfo> attributes;
+  for (const auto& module : subModules()) {
+    if (auto attribution = module->attribution()) {
+      attributes.push_back({module->config().sourceType(), *std::move(attribution)});
+    }
+  }
+  return attributes;
+}
+
+std::vector<QuorrelTrackerInfo> QuorrelCore::trackerIds() const {
+  std::vector<QuorrelTrackerInfo> trackers;
+  for (const auto& module : subModules()) {
+    if (auto trackerId = module->trackerId()) {
+      trackers.push_back({module->config().sourceType(), *std::move(trackerId)});
+    }
+  }
+  return trackers;
+}
+
+void QuorrelCore::quorrelReferralsChanged(const QRReferralsAttributionChangedInfo& info) {
+  QuorrelNotifier::sharedManager().postEventReferralsAttributionChanged(info);
+}
+
+void QuorrelCore::observeEventsFor(const std::shared_ptr<QuorrelObserver>& observer) {
+  QuorrelNotifier::observeEventsFor(observer);
+}
+
+void QuorrelCore::removeObserverFor(const std::shared_ptr<QuorrelObserver>& observer) {
+  QuorrelNotifier::removeObserverFor(observer);
+}
+
+}  // namespace quorrel

@@ -1,0 +1,62 @@
+#include "core/AdRevenue.h"
+
+#include "common/Encoding.h"
+#include "common/Log.h"
+#include "common/Version.h"
+#include "core/EventPayload.h"
+#include "core/Settings.h"
+#include "device/TrovixUtils.h"
+#include "network/Endpoints.h"
+#include "storage/StorageKeys.h"
+#include "storage/TXSDKStorageProtocol.h"
+
+namespace trovix {
+namespace {
+
+constexpr std::uint64_t kAdRevenueLogKind = 1;
+constexpr int kPayloadType = 0;
+
+}  // namespace
+
+AdRevenue::AdRevenue(Settings& settings, EventPayload& payload, TXSDKStorageProtocol& storage,
+                     TXSDKHTTPClientProtocol& http, Lifetime lifetime)
+    : settings_(settings), payload_(payload), storage_(storage), http_(http), lifetime_(std::move(lifetime)) {}
+
+void AdRevenue::sendAdRevenueWithParameters(Dictionary adNetwork) {
+  std::string URL = TXSDKURLFormat(Endpoint::adRevenue, {settings_.hostPrefix(), settings_.host(), kServerVersion,
+                                                         settings_.appleAppID(), kSDKVersion});
+  payload_.eventParametersInBackgroundQueueAndType(
+      kPayloadType,
+      lifetime_.guard([this, URL = std::move(URL), adNetwork = std::move(adNetwork)](Dictionary parameters) {
+        const std::int64_t counter = storage_.integerForKey(storageKey::adRevenueCounter) + 1;
+        storage_.setInteger(counter, storageKey::adRevenueCounter);
+        parameters.set("adrevenue_counter", counter);
+        parameters.set("ad_network", adNetwork);
+        send(URL, std::move(parameters));
+      }));
+}
+
+void AdRevenue::send(const std::string& URL, Dictionary parameters) {
+  std::string body = txsdk_stringify(parameters);
+  const auto task = http_.requestWithURL(
+      [URL] { return std::optional(URL); }, {},
+      {.method = "POST",
+       .dictionary = std::move(parameters),
+       .retries = 0,
+       .isReturnJSON = false,
+       .isSharedSession = true},
+      [](const std::optional<Value>& response, const Dictionary& information, const std::optional<Error>& error) {
+        // The raw body has no JSON form.
+        Dictionary printable = information;
+        printable.remove("data");
+        TX_LOG(debug, "AdRevenue session task finished:\n{}",
+               txsdk_stringify({{"JSON", response.value_or(Value(nullptr))},
+                                {"INFO", printable},
+                                {"ERROR", error ? Value(error->description()) : Value(nullptr)}}));
+      });
+  if (!task) return;
+  TrovixUtils::logRequestContent(kAdRevenueLogKind, URL + "; taskIdentifier: " + std::to_string(task->taskIdentifier()),
+                                 body);
+}
+
+}  // namespace trovix

@@ -1,0 +1,137 @@
+#include "core/ConversionRuleFetcher.h"
+
+#include "common/Log.h"
+#include "core/Installation.h"
+#include "core/Settings.h"
+#include "core/TXSDKSKAdNetwork.h"
+#include "network/Endpoints.h"
+#include "network/Signing.h"
+#include "network/TXSDKBuffer.h"
+#include "platform/Crypto.h"
+#include "storage/StorageKeys.h"
+#include "storage/TXSDKStorageProtocol.h"
+#include "trovix/platform/Clock.h"
+
+namespace trovix {
+namespace {
+
+constexpr std::uint64_t kReady =
+    ConversionRules::finishedLaunching | ConversionRules::devKeyKnown | ConversionRules::appIdKnown;
+constexpr double kTimeout = 4.0;
+
+}  // namespace
+
+ConversionRuleFetcher::ConversionRuleFetcher(Collaborators collaborators) : with_(std::move(collaborators)) {}
+
+ConversionRuleFetcher::~ConversionRuleFetcher() = default;
+
+std::shared_ptr<TXSDKSKAdNetwork> ConversionRuleFetcher::SKAdNetwork() const {
+  if (with_.settings.disableSKAdNetwork) return nullptr;
+  const platform::MutexLock lock(mutex_);
+  if (!keeper_) keeper_ = std::make_shared<TXSDKSKAdNetwork>(with_.platform, with_.loader, with_.storage);
+  return keeper_;
+}
+
+bool ConversionRuleFetcher::isS2SModeEnabled() const {
+  const auto keeper = SKAdNetwork();
+  return keeper && keeper->isS2SModeEnabled();
+}
+
+bool ConversionRuleFetcher::isSKWindowExpired() const {
+  const auto keeper = SKAdNetwork();
+  return !keeper || keeper->isSKWindowExpired();
+}
+
+std::int32_t ConversionRuleFetcher::willUpdateConversionValueWithName(const std::string& name,
+                                                                      const std::optional<Dictionary>& values) {
+  const auto keeper = SKAdNetwork();
+  return keeper ? keeper->willUpdateConversionValueWithName(name, values) : 0;
+}
+
+void ConversionRuleFetcher::willResolveSKRules(std::uint64_t bit) {
+  if (txsdk_exists(with_.storage.dictionaryForKey(storageKey::conversionRules))) return;
+  SKRuleGateway_ |= bit;
+  if (SKRuleGateway_ != kReady || didRequestRules_) return;
+  didRequestRules_ = true;
+  requestRules();
+}
+
+void ConversionRuleFetcher::requestRules() {
+  const std::string appleAppID = with_.settings.appleAppID();
+  const std::string devKey = with_.settings.trovixDevKey();
+  if (appleAppID.empty() || devKey.empty()) {
+    TX_LOG(debug, "[SKAd] SKRules request not sent: missing appleAppID or trovixDevKey\n");
+    return;
+  }
+  const std::string currency = with_.settings.currencyCode().value_or("USD");
+  const std::string uid = with_.installation.getTrovixUID();
+  const std::string timestamp = millisecondTimestamp(with_.platform.clock.now());
+  add({.operationPrefix = "SKAD-",
+       .options = eventOption::conversionRules,
+       .URL = TXSDKURLFormat(Endpoint::skRules,
+                             {with_.settings.hostPrefix(), with_.settings.host(), uid, appleAppID, currency}),
+       .timestamp = timestamp,
+       .authorization = conversionRulesSignature(devKey, timestamp, appleAppID, uid, currency),
+       .handleResponse = [this](const Value& response) {
+         const auto keeper = SKAdNetwork();
+         const int result = keeper ? static_cast<int>(keeper->didReceiveConfiguration(response)) : 0;
+         TX_LOG(debug, "[SKAd] didReceiveConfiguration: {}\n", result);
+       }});
+}
+
+void ConversionRuleFetcher::willRequestConversionValueAndUpdate() {
+  if (!isS2SModeEnabled() || isSKWindowExpired()) return;
+  const std::string appleAppID = with_.settings.appleAppID();
+  const std::string uid = with_.installation.getTrovixUID();
+  const std::string timestamp = millisecondTimestamp(with_.platform.clock.now());
+  add({.operationPrefix = "SKADS2S-",
+       .options = eventOption::conversionValue,
+       .URL = TXSDKURLFormat(Endpoint::skConversionValue,
+                             {with_.settings.hostPrefix(), with_.settings.host(), uid, appleAppID}),
+       .timestamp = timestamp,
+       .authorization = conversionValueSignature(with_.settings.trovixDevKey(), timestamp, appleAppID, uid),
+       .handleResponse = [this](const Value& response) {
+         const Dictionary* fields = response.dictionary();
+         const Value* value = fields != nullptr ? fields->find("value") : nullptr;
+         if (value == nullptr || !value->isNumber()) return;
+         willUpdateConversionValueWithName("txsdk_s2s_upcv",
+                                           Dictionary{{"conversion_value_s2s", value->integerValue()}});
+       }});
+}
+
+void ConversionRuleFetcher::add(Request request) {
+  auto event = std::make_shared<TXSDKEvent>(Dictionary(), "", "", request.options);
+  with_.buffer.addElement(TXSDKOperation::Id(
+      request.operationPrefix + platform::randomUUIDString(), std::move(event),
+      with_.lifetime.guard([this, request = std::move(request)](const std::shared_ptr<TXSDKOperation>& operation) {
+        send(request, operation);
+      }),
+      with_.platform.clock));
+}
+
+void ConversionRuleFetcher::send(const Request& request, const std::shared_ptr<TXSDKOperation>& operation) {
+  with_.http.requestWithURL(
+      [URL = request.URL] {
+        TX_LOG(debug, "[SKAd] URL: {}\n", URL);
+        return std::optional(URL);
+      },
+      [timestamp = request.timestamp, authorization = request.authorization](platform::URLRequest urlRequest) {
+        urlRequest.headers.set("Tx-Timestamp", timestamp);
+        urlRequest.headers.set("Authorization", authorization);
+        urlRequest.timeoutInterval = kTimeout;
+        return urlRequest;
+      },
+      {.method = "GET", .retries = 0, .isReturnJSON = true, .isSharedSession = true},
+      with_.lifetime.guard([operation, handleResponse = request.handleResponse](const std::optional<Value>& response,
+                                                                                const Dictionary&,
+                                                                                const std::optional<Error>& error) {
+        if (error) {
+          TX_LOG(debug, "[SKAd] Request Error: {}\n", *error);
+        } else if (response) {
+          handleResponse(*response);
+        }
+        operation->finishWithStatusCode(operationStatus::delivered);
+      }));
+}
+
+}  // namespace trovix

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "common/Lifetime.h"
+#include "core/Seams.h"
+#include "network/TXSDKHTTPClientProtocol.h"
+#include "network/TXSDKOperation.h"
+#include "platform/Mutex.h"
+#include "trovix/platform/Platform.h"
+#include "trovix/platform/Queues.h"
+
+namespace trovix {
+
+class FrameworkLoader;
+class Installation;
+class Settings;
+class TXSDKBuffer;
+class TXSDKSKAdNetwork;
+class TXSDKStorageProtocol;
+
+/// Fetches the conversion rule once everything that it needs is known, and the server's own values in server-to-server
+/// mode. Owns the rule keeper. Serial queue, except the two questions, which any thread may ask.
+class ConversionRuleFetcher final : public ConversionRules {
+ public:
+  struct Collaborators {
+    platform::Platform& platform;
+    Settings& settings;
+    Installation& installation;
+    TXSDKStorageProtocol& storage;
+    FrameworkLoader& loader;
+    TXSDKHTTPClientProtocol& http;
+    TXSDKBuffer& buffer;
+    Lifetime lifetime;
+  };
+  explicit ConversionRuleFetcher(Collaborators collaborators);
+  ~ConversionRuleFetcher() override;
+
+  void willResolveSKRules(std::uint64_t bit) override;
+  std::int32_t willUpdateConversionValueWithName(const std::string& name,
+                                                 const std::optional<Dictionary>& values) override;
+  void willRequestConversionValueAndUpdate() override;
+  [[nodiscard]] bool isS2SModeEnabled() const override;
+  [[nodiscard]] bool isSKWindowExpired() const override;
+
+  /// The keeper, made on first use; null while the host has switched SKAdNetwork off.
+  [[nodiscard]] std::shared_ptr<TXSDKSKAdNetwork> SKAdNetwork() const;
+
+ private:
+  struct Request {
+    std::string operationPrefix = {};
+    std::uint64_t options = 0;
+    std::string URL = {};
+    std::string timestamp = {};
+    std::string authorization = {};
+    std::function<void(const Value&)> handleResponse = {};
+  };
+  void requestRules();
+  void add(Request request);
+  void send(const Request& request, const std::shared_ptr<TXSDKOperation>& operation);
+
+  Collaborators with_;
+  // Serial queue only.
+  std::uint64_t SKRuleGateway_ = 0;
+  bool didRequestRules_ = false;
+
+  mutable platform::Mutex mutex_;
+  mutable std::shared_ptr<TXSDKSKAdNetwork> keeper_ TX_GUARDED_BY(mutex_);
+};
+
+}  // namespace trovix

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/Mutex.h"
+#include "trovix/TrovixLibDelegate.h"
+#include "trovix/platform/Platform.h"
+
+namespace trovix {
+
+class Settings;
+
+/// Hands link results to the application: to the deep link delegate when it takes them, else to the older operations of
+/// the SDK's delegate. Any thread; every call of a delegate is made on the main queue.
+class DeepLinkDelivery {
+ public:
+  DeepLinkDelivery(platform::Platform& platform, Settings& settings) : platform_(platform), settings_(settings) {}
+
+  void setDeepLinkDelegate(std::weak_ptr<TrovixDeepLinkDelegate> delegate);
+  [[nodiscard]] std::shared_ptr<TrovixDeepLinkDelegate> deepLinkDelegate() const;
+
+  /// Whether the deep link delegate implements the operation, and the call is scheduled.
+  bool willResolveDeepLink(const TrovixDeepLinkResult& result);
+  void onAppOpenAttribution(const Dictionary& attributionData);
+  void onAppOpenAttributionFailure(const Error& error);
+
+ private:
+  platform::Platform& platform_;
+  Settings& settings_;
+  mutable platform::Mutex mutex_;
+  std::weak_ptr<TrovixDeepLinkDelegate> deepLinkDelegate_ TX_GUARDED_BY(mutex_);
+};
+
+}  // namespace trovix

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include "network/TrovixProxyManager.h"
+
+namespace trovix::platform {
+class Bundle;
+}
+
+namespace trovix {
+
+class Installation;
+class Settings;
+class TXSDKHTTPClientProtocol;
+
+/// What remote debugging asks of the SDK: who it is, and the way to the servers. Any thread.
+class RemoteDebugFacts final : public RemoteDebugHost {
+ public:
+  RemoteDebugFacts(Settings& settings, Installation& installation, const platform::Bundle& bundle,
+                   TXSDKHTTPClientProtocol& http)
+      : settings_(settings), installation_(installation), bundle_(bundle), http_(http) {}
+
+  std::string devKey() const override;
+  std::string trovixUID() const override;
+  std::string appleAppID() const override;
+  std::string appVersion() const override;
+  void upload(const std::string& text) override { remoteDebuggingCallWithData(text); }
+
+ private:
+  void remoteDebuggingCallWithData(const std::string& data);
+
+  Settings& settings_;
+  Installation& installation_;
+  const platform::Bundle& bundle_;
+  TXSDKHTTPClientProtocol& http_;
+};
+
+}  // namespace trovix

@@ -1,0 +1,98 @@
+#include <array>
+#include <utility>
+
+#include "device/TXSDKiAdClient.h"
+#include "trovix/platform/Frameworks.h"
+
+namespace trovix {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::chrono::nanoseconds kFirstAttemptDelay = 750ms;
+constexpr std::chrono::nanoseconds kRetryDelay = 2s;
+
+constexpr std::int64_t kTokenDisabled = -1;
+constexpr std::int64_t kTokenOldPlatform = -2;
+constexpr std::int64_t kTokenNoClass = -3;
+
+const char* errorName(std::optional<std::int64_t> code) {
+  constexpr std::array names{"ADClientErrorUnknown",
+                             "ADClientErrorTrackingRestrictedOrDenied",
+                             "ADClientErrorMissingData",
+                             "ADClientErrorCorruptResponse",
+                             "ADClientErrorRequestClientError",
+                             "ADClientErrorRequestServerError",
+                             "ADClientErrorRequestNetworkError",
+                             "ADClientErrorUnsupportedPlatform"};
+  if (!code || *code < 0 || *code >= static_cast<std::int64_t>(names.size())) return "Unexpected";
+  return names[static_cast<std::size_t>(*code)];
+}
+
+bool isWorthRetrying(std::int64_t code) { return code == 0 || (code >= 2 && code <= 6); }
+
+}  // namespace
+
+void TXSDKiAdClient::requestAttributionDetails(DetailsHandler completion) {
+  if (!completion) return;
+  continueAttempts(AttemptSequence{.attemptsLeft = 4, .lastCode = std::nullopt, .completion = std::move(completion)});
+}
+
+void TXSDKiAdClient::continueAttempts(AttemptSequence sequence) {
+  if (sequence.attemptsLeft == 0) {
+    sequence.completion(Dictionary{{"error", errorName(sequence.lastCode)}});
+    return;
+  }
+  const std::chrono::nanoseconds delay = sequence.lastCode ? kRetryDelay : kFirstAttemptDelay;
+  --sequence.attemptsLeft;
+  queues_.globalQueue().postAfter(
+      delay, lifetime_.guard([this, sequence = std::move(sequence)]() mutable { attempt(std::move(sequence)); }));
+}
+
+void TXSDKiAdClient::attempt(AttemptSequence sequence) {
+  platform::ADClient* client = loader_.txsdk_ADClientClass();
+  if (!client) {
+    sequence.completion(Dictionary{{"error", "ADClient not loaded"}});
+    return;
+  }
+  if (!client->respondsToRequestAttributionDetails()) {
+    sequence.completion(Dictionary{{"error", "requestAttributionDetailsWithBlock not respondsToSelector"}});
+    return;
+  }
+  // The client answers on a thread of its own choice.
+  client->requestAttributionDetails(
+      lifetime_.guard([this, sequence = std::move(sequence)](Result<Dictionary> details) mutable {
+        queues_.globalQueue().post(
+            lifetime_.guard([this, sequence = std::move(sequence), details = std::move(details)]() mutable {
+              handleDetails(std::move(sequence), details);
+            }));
+      }));
+}
+
+void TXSDKiAdClient::handleDetails(AttemptSequence sequence, const Result<Dictionary>& details) {
+  if (details) {
+    sequence.completion(*details);
+    return;
+  }
+  const std::int64_t code = details.error().code();
+  if (!isWorthRetrying(code)) {
+    sequence.completion(Dictionary{{"error", errorName(code)}});
+    return;
+  }
+  sequence.lastCode = code;
+  continueAttempts(std::move(sequence));
+}
+
+Dictionary TXSDKiAdClient::appleAdsAttributionToken() {
+  if (disableAppleAdsAttribution_) return Dictionary{{"error", kTokenDisabled}};
+  if (!isSystemAtLeast("14.3")) return Dictionary{{"error", kTokenOldPlatform}};
+  platform::AAAttribution* attribution = loader_.txsdk_AAAttributionClass();
+  if (!attribution || !attribution->respondsToAttributionToken()) return Dictionary{{"error", kTokenNoClass}};
+
+  auto token = attribution->attributionToken();
+  if (token) return Dictionary{{"token", *std::move(token)}};
+  return Dictionary{{"error", token.error().code()}, {"error_reason", token.error().localizedDescription()}};
+}
+
+}  // namespace trovix

@@ -1,0 +1,62 @@
+#include <fmt/core.h>
+
+#include <utility>
+
+#include "device/TrovixUtils.h"
+#include "platform/Json.h"
+#include "trovix/platform/Clock.h"
+#include "trovix/platform/DeviceFacts.h"
+#include "trovix/platform/FileSystem.h"
+#include "trovix/platform/Frameworks.h"
+
+namespace trovix {
+
+namespace {
+
+constexpr std::size_t kLargestIdentifierFile = 1024 * 1024;
+
+}  // namespace
+
+std::string TrovixUtils::persistenceFilePath(std::string_view fileName) const {
+  return fmt::format("{}/{}", platform_.directories.library(), fileName);
+}
+
+std::optional<std::string> TrovixUtils::retrievePersistedAnonymousID() const {
+  if (!platform_.classRegistry.hasClass("FBSDKAppEventsUtility")) return std::nullopt;
+  const auto bytes = platform_.fileSystem.read(persistenceFilePath("com-facebook-sdk-PersistedAnonymousID.json"),
+                                               kLargestIdentifierFile);
+  if (!bytes) return std::nullopt;
+
+  const auto parsed = platform::parseJson(*bytes, /*allowFragments=*/true);
+  const Dictionary* persisted = parsed ? parsed->dictionary() : nullptr;
+  const std::string* identifier = persisted ? persisted->string("anon_id") : nullptr;
+  return identifier ? std::optional(*identifier) : std::nullopt;
+}
+
+void TrovixUtils::fetchFacebookDeferredAppLink(std::function<void(const Dictionary&)> completion) const {
+  if (!completion) return;
+  const auto utility = platform_.classRegistry.appLinkUtility("FBSDKAppLinkUtility");
+  if (!utility) {
+    completion(Dictionary{{"error", "`FBSDKAppLinkUtility` class not found"}});
+    return;
+  }
+  if (!utility->respondsToFetchDeferredAppLink()) {
+    completion(Dictionary{{"error", "Unknown error"}});
+    return;
+  }
+  // The answer may outlive this object, but not the platform.
+  const platform::Clock& clock = platform_.clock;
+  utility->fetchDeferredAppLink([&clock, start = clock.monotonicNanoseconds(),
+                                 completion = std::move(completion)](Result<std::optional<std::string>> link) {
+    const double seconds = static_cast<double>(clock.monotonicNanoseconds() - start) / 1e9;
+    Dictionary answer{{"ttr", fmt::format("{:g}", seconds)}};
+    if (link) {
+      answer.set("link", link->value_or(""));
+    } else {
+      answer.set("error", link.error().localizedDescription());
+    }
+    completion(answer);
+  });
+}
+
+}  // namespace trovix

@@ -1,0 +1,33 @@
+#include "common/Log.h"
+#include "device/TrovixUtils.h"
+
+namespace trovix {
+
+namespace {
+
+struct Label {
+  std::uint64_t bit;
+  std::string_view text;
+};
+
+// The first bit that is set decides. Three blanks end every label.
+constexpr Label kLabels[] = {
+    {32, "<~+~   SEND Start:   "}, {512, "<~+~   SEND First Start:   "}, {16, "<~+~   SEND Event:   "},
+    {128, "<~+~   SEND iAd:   "},  {4096, "<~+~   SEND DDL:   "},
+};
+
+std::string_view labelOf(std::uint64_t kind) {
+  for (const Label& label : kLabels) {
+    if ((kind & label.bit) != 0) return label.text;
+  }
+  return "<~+~   SEND Other:   ";
+}
+
+}  // namespace
+
+void TrovixUtils::logRequestContent(std::uint64_t kind, std::string_view url, std::string_view body) {
+  constexpr std::string_view separator = "\n<~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~~+~>\n";
+  TX_LOG(debug, "\n{}{}{}{}\n{}\n{}", separator, labelOf(kind), url, separator, body, separator);
+}
+
+}  // namespace trovix

@@ -1,0 +1,109 @@
+#include "network/TXSDKEvent.h"
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <utility>
+
+#include "common/Log.h"
+#include "common/TrovixAES128Crypto.h"
+#include "common/Version.h"
+#include "device/TrovixUtils.h"
+#include "network/Signing.h"
+
+namespace trovix {
+namespace {
+
+// The server tells a digest that gave nothing from one that broke by these.
+constexpr const char* kChecksumOfNothing = "d7a1c0e93b5f4a2880c6e1f47b9d2e15";
+constexpr const char* kChecksumOfFailure = "d7a2c0e93b5f4a2880c6e1f47b9d2e15";
+
+// What an event without data is sent as.
+constexpr std::uint8_t kNoDataMarker = 255;
+
+const Value* parameter(const std::optional<Dictionary>& parameters, std::string_view key) noexcept {
+  return parameters ? parameters->find(key) : nullptr;
+}
+
+std::optional<Value> copyOf(const Value* value) {
+  return value != nullptr ? std::optional<Value>(*value) : std::nullopt;
+}
+
+std::optional<std::string> textOf(const Value* value) {
+  const std::string* text = value != nullptr ? value->string() : nullptr;
+  return text != nullptr ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+std::int32_t int32Of(const Value& value) noexcept {
+  using Limits = std::numeric_limits<std::int32_t>;
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(value.integerValue(), Limits::min(), Limits::max()));
+}
+
+bool hasPropertyListExtension(std::string_view path) noexcept {
+  constexpr std::string_view extension = ".plist";
+  const std::string_view name = path.substr(path.rfind('/') + 1);
+  // A name that is nothing but the extension has none.
+  return name.size() > extension.size() && name.ends_with(extension);
+}
+
+std::string checksumOf(TXSDKChecksum& checksum, double timestamp, const std::optional<std::string>& bundleIdentifier,
+                       const std::optional<std::string>& key) {
+  try {
+    return checksum.calculate(timestamp, bundleIdentifier.value_or(""), key.value_or("(null)"), false)
+        .value_or(kChecksumOfNothing);
+  } catch (const std::exception&) {
+    return kChecksumOfFailure;
+  }
+}
+
+}  // namespace
+
+TXSDKEvent::TXSDKEvent(Dictionary parametersGiven, std::optional<std::string> URLGiven,
+                       std::optional<std::string> SDKVersionGiven, std::uint64_t optionsGiven)
+    : parameters(std::move(parametersGiven)),
+      URL(std::move(URLGiven)),
+      SDKVersion(std::move(SDKVersionGiven)),
+      options(optionsGiven) {}
+
+TXSDKEvent TXSDKEvent::fromFilePath(std::string path) {
+  TXSDKEvent event;
+  event.filePath = std::move(path);
+  return event;
+}
+
+std::optional<std::string> TXSDKEvent::key() const { return textOf(parameter(parameters, "dev_key")); }
+std::optional<Value> TXSDKEvent::timestamp() const { return copyOf(parameter(parameters, "timestamp")); }
+std::optional<std::string> TXSDKEvent::bundleIdentifier() const {
+  return textOf(parameter(parameters, "bundleIdentifier"));
+}
+std::optional<Value> TXSDKEvent::launchCnt() const { return copyOf(parameter(parameters, "counter")); }
+std::optional<Value> TXSDKEvent::inAppCnt() const { return copyOf(parameter(parameters, "iaecounter")); }
+
+std::string TXSDKEvent::UUID() const {
+  return fmt::format("{}-{}", static_cast<std::int64_t>(options), description(parameter(parameters, "timestamp")));
+}
+
+bool TXSDKEvent::isValid() const {
+  return filePath && hasPropertyListExtension(*filePath) && URL && parameters && SDKVersion == kSDKVersion;
+}
+
+void TXSDKEvent::sign(TXSDKChecksum& checksum) {
+  if (!parameters) return;
+  const Value timestampValue = timestamp().value_or(Value());
+  parameters->set("cksm_v1", checksumOf(checksum, timestampValue.doubleValue(), bundleIdentifier(), key()));
+  parameters->set("ref", checksum.runtimeIntegrity(int32Of(timestampValue) % 100));
+}
+
+std::optional<Data> TXSDKEvent::data() const {
+  std::int64_t statusCode = 0;
+  auto json = TrovixUtils::JSONFromParameters(parameters ? Value(*parameters) : Value(), statusCode);
+  if (statusCode != 0) TX_LOG(debug, "[HTTP] Event sereliazation failure: {}\n", statusCode);
+  return json;
+}
+
+Data TXSDKEvent::encryptWithData(const std::optional<Data>& plain) const {
+  if (!plain) return {kNoDataMarker};
+  return TrovixAES128Crypto::encrypt(*plain, key().value_or("")).value_or(Data{kNoDataMarker});
+}
+
+}  // namespace trovix

@@ -1,0 +1,50 @@
+#include "platform/Url.h"
+
+namespace trovix::platform {
+namespace {
+
+int hexValue(char c) noexcept {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
+
+std::string percentDecode(std::string_view text) {
+  std::string decoded;
+  decoded.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size()) {
+      const int high = hexValue(text[i + 1]);
+      const int low = hexValue(text[i + 2]);
+      if (high >= 0 && low >= 0) {
+        decoded += static_cast<char>(high * 16 + low);
+        i += 2;
+        continue;
+      }
+    }
+    decoded += text[i];
+  }
+  return decoded;
+}
+
+std::string percentEncode(std::string_view text, const bool (&allowed)[256]) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string encoded;
+  encoded.reserve(text.size() + text.size() / 4);
+  for (const char c : text) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    if (allowed[byte]) {
+      encoded += c;
+    } else {
+      encoded += '%';
+      encoded += digits[byte >> 4];
+      encoded += digits[byte & 15];
+    }
+  }
+  return encoded;
+}
+
+}  // namespace trovix::platform

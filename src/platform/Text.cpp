@@ -1,0 +1,152 @@
+#include "platform/Text.h"
+
+#include <array>
+#include <cmath>
+
+namespace trovix::platform {
+namespace {
+
+std::uint8_t byteAt(std::string_view text, std::size_t position) noexcept {
+  return static_cast<std::uint8_t>(text[position]);
+}
+
+bool isContinuation(std::string_view text, std::size_t position) noexcept {
+  return position < text.size() && (byteAt(text, position) & 0xC0) == 0x80;
+}
+
+// Bytes of the well-formed sequence that begins here, 0 when there is none. Overlong forms, surrogates and what
+// lies past U+10FFFF show in the second byte.
+std::size_t sequenceLength(std::string_view text, std::size_t position) noexcept {
+  const std::uint8_t first = byteAt(text, position);
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4 || !isContinuation(text, position + 1)) return 0;
+  if (first < 0xE0) return 2;
+  const std::uint8_t second = byteAt(text, position + 1);
+  if ((first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F)) return 0;
+  if ((first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F)) return 0;
+  if (!isContinuation(text, position + 2)) return 0;
+  if (first < 0xF0) return 3;
+  return isContinuation(text, position + 3) ? 4 : 0;
+}
+
+constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr std::array<std::int8_t, 256> kBase64Values = [] {
+  std::array<std::int8_t, 256> values{};
+  for (auto& value : values) value = -1;
+  for (std::size_t i = 0; i < kBase64Digits.size(); ++i) {
+    values[static_cast<std::uint8_t>(kBase64Digits[i])] = static_cast<std::int8_t>(i);
+  }
+  return values;
+}();
+
+}  // namespace
+
+bool isValidUtf8(std::string_view text) noexcept {
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = sequenceLength(text, i);
+    if (length == 0) return false;
+    i += length;
+  }
+  return true;
+}
+
+std::size_t utf16Length(std::string_view text) noexcept {
+  std::size_t units = 0;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = sequenceLength(text, i);
+    units += length == 4 ? 2 : 1;
+    i += length == 0 ? 1 : length;
+  }
+  return units;
+}
+
+std::size_t utf8OffsetOfUtf16Unit(std::string_view text, std::size_t unit) noexcept {
+  std::size_t units = 0;
+  std::size_t i = 0;
+  while (i < text.size()) {
+    const std::size_t length = sequenceLength(text, i);
+    units += length == 4 ? 2 : 1;
+    if (units > unit) break;
+    i += length == 0 ? 1 : length;
+  }
+  return i;
+}
+
+std::string repairedUtf8(std::string_view text) {
+  std::string repaired;
+  repaired.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = sequenceLength(text, i);
+    repaired += length == 0 ? std::string_view("\xEF\xBF\xBD") : text.substr(i, length);
+    i += length == 0 ? 1 : length;
+  }
+  return repaired;
+}
+
+std::string base64(std::string_view bytes) {
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const std::size_t count = bytes.size() - i < 3 ? bytes.size() - i : 3;
+    std::uint32_t group = 0;
+    for (std::size_t k = 0; k < 3; ++k) group = group << 8 | (k < count ? byteAt(bytes, i + k) : 0U);
+    for (std::size_t k = 0; k < 4; ++k) text += k <= count ? kBase64Digits[group >> (18 - 6 * k) & 63] : '=';
+  }
+  return text;
+}
+
+bool base64Decode(std::string_view text, std::string& bytes) {
+  bytes.clear();
+  if (text.size() % 4 != 0) return false;
+  const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
+  bytes.reserve(text.size() / 4 * 3);
+  std::uint32_t pending = 0;
+  unsigned bits = 0;
+  for (const char c : text.substr(0, text.size() - padding)) {
+    const std::int8_t value = kBase64Values[static_cast<std::uint8_t>(c)];
+    if (value < 0) {
+      bytes.clear();
+      return false;
+    }
+    pending = (pending << 6 | static_cast<std::uint32_t>(value)) & 0xFFFFFF;
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      bytes += static_cast<char>(pending >> bits & 0xFF);
+    }
+  }
+  return true;
+}
+
+CalendarTime calendarTime(double secondsSince1970, std::int32_t secondsFromGMT) noexcept {
+  constexpr double firstMillisecond = -62167219200000.0;  // 0000-01-01T00:00:00.000
+  constexpr double lastMillisecond = 253402300799999.0;   // 9999-12-31T23:59:59.999
+  // Rounded by the product first: 0.3 s in a large sum must not read as 299 ms.
+  double milliseconds = std::floor(secondsSince1970 * 1000.0) + secondsFromGMT * 1000.0;
+  if (std::isnan(milliseconds)) milliseconds = 0;
+  milliseconds = std::fmin(std::fmax(milliseconds, firstMillisecond), lastMillisecond);
+
+  constexpr std::int64_t millisecondsPerDay = 86400000;
+  const auto total = static_cast<std::int64_t>(milliseconds) - static_cast<std::int64_t>(firstMillisecond);
+  const auto ofDay = static_cast<int>(total % millisecondsPerDay);
+  // Days are counted from March of the year -400, so that leap days and centuries come last in their cycles.
+  const std::int64_t days = total / millisecondsPerDay + 146097 - 60;
+  const std::int64_t era = days / 146097;
+  const std::int64_t ofEra = days % 146097;
+  const std::int64_t yearOfEra = (ofEra - ofEra / 1460 + ofEra / 36524 - ofEra / 146096) / 365;
+  const std::int64_t ofYear = ofEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+  const std::int64_t marchMonth = (5 * ofYear + 2) / 153;
+
+  CalendarTime time;
+  time.day = static_cast<int>(ofYear - (153 * marchMonth + 2) / 5 + 1);
+  time.month = static_cast<int>(marchMonth < 10 ? marchMonth + 3 : marchMonth - 9);
+  time.year = static_cast<int>(yearOfEra + era * 400 - 400 + (time.month <= 2 ? 1 : 0));
+  time.hour = ofDay / 3600000;
+  time.minute = ofDay / 60000 % 60;
+  time.second = ofDay / 1000 % 60;
+  time.millisecond = ofDay % 1000;
+  return time;
+}
+
+}  // namespace trovix::platform

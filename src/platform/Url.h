@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace trovix::platform {
+
+struct QueryItem {
+  std::string name;                  // decoded
+  std::optional<std::string> value;  // decoded; nothing for an item without "="
+};
+
+/// A parsed URL with a scheme. Immutable. Every operation is linear in its length.
+class Url {
+ public:
+  /// Nothing when the text is not a URL with a scheme.
+  [[nodiscard]] static std::optional<Url> parse(std::string_view text);
+
+  [[nodiscard]] const std::string& absoluteString() const noexcept { return text_; }
+  [[nodiscard]] const std::string& scheme() const noexcept { return scheme_; }
+  /// Decoded, an IPv6 address without its brackets; nothing when there is no authority or it is empty.
+  [[nodiscard]] const std::optional<std::string>& host() const noexcept { return host_; }
+  /// Decoded, without a trailing slash unless it is the root; empty when there is none.
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  /// "/" first when the path is absolute, then each decoded name.
+  [[nodiscard]] std::vector<std::string> pathComponents() const;
+  /// As it stands in the text, without "?"; nothing when there is none.
+  [[nodiscard]] const std::optional<std::string>& query() const noexcept { return query_; }
+  [[nodiscard]] std::vector<QueryItem> queryItems() const;
+  /// The same URL with this query: names and values are percent-encoded as query items are; no items, no "?".
+  [[nodiscard]] Url withQueryItems(const std::vector<QueryItem>& items) const;
+
+ private:
+  std::string text_;
+  std::string scheme_;
+  std::optional<std::string> host_;
+  std::string path_;
+  std::string encodedPath_;
+  std::optional<std::string> query_;
+  std::size_t queryBegin_ = std::string::npos;  // position of "?" in text_
+  std::size_t fragmentBegin_ = std::string::npos;
+};
+
+/// Percent-decodes; a "%" that starts no escape stays.
+[[nodiscard]] std::string percentDecode(std::string_view text);
+/// Percent-encodes every byte for which `allowed` (256 entries) is false.
+[[nodiscard]] std::string percentEncode(std::string_view text, const bool (&allowed)[256]);
+
+}  // namespace trovix::platform

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "trovix/Value.h"
+
+// A compact form for arrays and dictionaries, an order of magnitude quicker to write than a property list: a letter
+// for the kind, then a number of eight bytes, or a length and the bytes, or a count and the elements.
+namespace trovix::platform {
+
+/// Nulls are left out. Nothing for what nests deeper or gets longer than a property list may.
+[[nodiscard]] std::optional<Data> encodeCompactly(const Value& value);
+/// Nothing when the bytes are damaged.
+[[nodiscard]] std::optional<Value> decodeCompactly(std::string_view bytes);
+
+}  // namespace trovix::platform

@@ -1,0 +1,22 @@
+#include <atomic>
+
+#include "trovix/platform/LinuxPlatform.h"
+#include "trovix/platform/Platform.h"
+
+namespace trovix::platform {
+namespace {
+
+std::atomic<Platform*> chosen{nullptr};
+
+}  // namespace
+
+Platform& defaultPlatform() {
+  if (auto* platform = chosen.load()) return *platform;
+  // Never destroyed: it ends its work when the process does.
+  static auto* const made = new LinuxPlatform;
+  return made->services();
+}
+
+void setDefaultPlatform(Platform& platform) { chosen = &platform; }
+
+}  // namespace trovix::platform

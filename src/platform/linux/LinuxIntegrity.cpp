@@ -1,0 +1,84 @@
+#include "platform/linux/LinuxIntegrity.h"
+
+#include <fmt/core.h>
+#include <link.h>
+
+#include <cstdio>
+#include <fstream>
+
+#include "platform/Crypto.h"
+#include "platform/linux/DeviceProfile.h"
+
+namespace trovix::platform {
+namespace {
+
+struct Search {
+  std::uintptr_t address = 0;
+  Data digests;
+};
+
+/// Digests the executable segments of the object that holds the address.
+int visitObject(dl_phdr_info* object, std::size_t, void* context) {
+  auto& search = *static_cast<Search*>(context);
+  bool isOurs = false;
+  for (int i = 0; i < object->dlpi_phnum; ++i) {
+    const auto& segment = object->dlpi_phdr[i];
+    const std::uintptr_t begin = object->dlpi_addr + segment.p_vaddr;
+    isOurs =
+        isOurs || (segment.p_type == PT_LOAD && search.address >= begin && search.address - begin < segment.p_memsz);
+  }
+  if (!isOurs) return 0;
+  for (int i = 0; i < object->dlpi_phnum; ++i) {
+    const auto& segment = object->dlpi_phdr[i];
+    constexpr auto readableCode = PF_X | PF_R;
+    if (segment.p_type != PT_LOAD || (segment.p_flags & readableCode) != readableCode) continue;
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(object->dlpi_addr + segment.p_vaddr);
+    const auto digest = sha256(Bytes(begin, segment.p_memsz));
+    search.digests.insert(search.digests.end(), digest.begin(), digest.end());
+  }
+  return 1;
+}
+
+std::array<std::uint8_t, 32> digestOfOwnCode() {
+  Search search;
+  search.address = reinterpret_cast<std::uintptr_t>(&visitObject);
+  ::dl_iterate_phdr(visitObject, &search);
+  return sha256(search.digests);
+}
+
+bool isTraced() {
+  std::ifstream status("/proc/self/status");
+  constexpr std::string_view field = "TracerPid:";
+  for (std::string line; std::getline(status, line);) {
+    if (!line.starts_with(field)) continue;
+    return line.find_first_of("123456789", field.size()) != std::string::npos;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool LinuxIntegrity::isDeviceCompromised(bool) const {
+  return profile_.boolean({"integrity", "compromised"}).value_or(false);
+}
+
+bool LinuxIntegrity::isDebuggerAttached() const {
+  const auto word = profile_.boolean({"integrity", "debugger"});
+  return word ? *word : isTraced();
+}
+
+std::string LinuxIntegrity::runtimeIntegrity(std::int32_t remainder) const {
+  {
+    const MutexLock lock(mutex_);
+    if (const auto known = answers_.find(remainder); known != answers_.end()) return known->second;
+  }
+  std::call_once(codeOnce_, [this] { codeDigest_ = digestOfOwnCode(); });
+  Data message(codeDigest_.begin(), codeDigest_.end());
+  for (const char digit : std::to_string(remainder)) message.push_back(static_cast<std::uint8_t>(digit));
+  std::string answer;
+  for (const std::uint8_t byte : sha256(message)) answer += fmt::format("{:02x}", byte);
+  const MutexLock lock(mutex_);
+  return answers_.emplace(remainder, std::move(answer)).first->second;
+}
+
+}  // namespace trovix::platform

@@ -1,0 +1,45 @@
+#include "platform/linux/WorkerThread.h"
+
+#include <pthread.h>
+
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+namespace trovix::platform {
+
+WorkerThread::~WorkerThread() {
+  if (thread_.joinable()) thread_.detach();
+}
+
+bool WorkerThread::start(const char* name, std::function<void()> body) {
+  std::packaged_task<void()> task(std::move(body));
+  auto ended = task.get_future();
+  // A thread inherits the mask of its maker. Faults stay deliverable: blocked ones would kill without a handler.
+  sigset_t blocked;
+  sigset_t previous;
+  sigfillset(&blocked);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGPROF}) sigdelset(&blocked, fault);
+  pthread_sigmask(SIG_SETMASK, &blocked, &previous);
+  try {
+    thread_ = std::thread(std::move(task));
+    ended_ = std::move(ended);
+  } catch (const std::system_error&) {
+  }
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+  if (!thread_.joinable()) return false;
+  pthread_setname_np(thread_.native_handle(), name);
+  return true;
+}
+
+bool WorkerThread::joinUntil(std::chrono::steady_clock::time_point deadline) {
+  if (!thread_.joinable()) return true;
+  if (isCurrent() || ended_.wait_until(deadline) != std::future_status::ready) {
+    thread_.detach();
+    return false;
+  }
+  thread_.join();
+  return true;
+}
+
+}  // namespace trovix::platform

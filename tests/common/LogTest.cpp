@@ -1,0 +1,204 @@
+#include "common/Log.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "trovix/platform/Clock.h"
+#include "trovix/platform/Output.h"
+
+namespace trovix {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class RecordingLog : public platform::SystemLog {
+ public:
+  void write(std::string_view line) override {
+    lines.emplace_back(line);
+    TX_LOG(error, "from inside the system's log");
+  }
+  Lines lines;
+};
+
+class SetClock : public platform::Clock {
+ public:
+  [[nodiscard]] double now() const override { return seconds; }
+  [[nodiscard]] std::uint64_t monotonicNanoseconds() const override { return 0; }
+  double seconds = 1600000000;
+};
+
+class Site {
+ public:
+  static void inStatic(const std::string& text) { TX_LOG(info, "{}", text); }
+  template <typename T>
+  void inTemplate(T value) const {
+    TX_LOG(info, "{}", value);
+  }
+  std::vector<std::pair<int, void (*)(int)>> inClosure(int count) {
+    [count](auto more) { TX_LOG(info, "{}", count + more); }(1);
+    return {};
+  }
+};
+
+void freeSite() { TX_LOG(info, "free"); }
+
+class LogTest : public testing::Test {
+ protected:
+  LogTest() {
+    logging::installSink(&log, &clock);
+    logging::installMirror({[](void* context, std::int32_t level, std::string_view method, std::string_view message) {
+                              static_cast<LogTest*>(context)->mirrored.push_back(
+                                  fmt::format("{} {} {}", level, method, message));
+                              TX_LOG(warning, "from inside the mirror");
+                            },
+                            this});
+  }
+  ~LogTest() override {
+    logging::switches = 0;
+    logging::installMirror({});
+    logging::installSink(nullptr, nullptr);
+    TXSetSessionStartDate(std::numeric_limits<double>::quiet_NaN());
+  }
+
+  Lines takeLines() { return std::exchange(log.lines, {}); }
+
+  RecordingLog log;
+  SetClock clock;
+  Lines mirrored;
+};
+
+TEST_F(LogTest, AnIdleSiteEvaluatesNothing) {
+  int evaluated = 0;
+  TXSetShowDebugLogsTrace(true);
+  TX_LOG(error, "{}", ++evaluated);
+  TX_LOG(trace, "{}", ++evaluated);
+  EXPECT_EQ(evaluated, 0);
+  TXSetShowDebugLogs(true);
+  TXSetShowDebugLogsTrace(false);
+  TX_LOG(trace, "{}", ++evaluated);
+  EXPECT_EQ(evaluated, 0);
+  TX_LOG(debug, "{}", ++evaluated);
+  EXPECT_EQ(evaluated, 1);
+  EXPECT_EQ(takeLines(), Lines{"[DEBUG] Trovix: 1"});
+}
+
+TEST_F(LogTest, SwitchesDecideWhoGetsALine) {
+  const struct {
+    bool show, trace, mirror;
+    Lines local;
+    std::size_t mirrored;  // the system log's own line, too
+  } cases[] = {
+      {false, false, false, {}, 0},
+      {false, true, false, {}, 0},
+      {false, true, true, {}, 2},
+      {true, false, false, {"[INFO]  Trovix: plain"}, 0},
+      {true,
+       false,
+       true,
+       {"[INFO]  Trovix: plain", "[WARN]  Trovix: from inside the mirror", "[WARN]  Trovix: from inside the mirror"},
+       3},
+      {true, true, false, {"(--:--:--:---) Trovix: [INFO]  plain", "(--:--:--:---) Trovix: [TRACE] deep"}, 0},
+  };
+  for (const auto& each : cases) {
+    TXSetShowDebugLogs(each.show);
+    TXSetShowDebugLogsTrace(each.trace);
+    logging::setMirroring(each.mirror);
+    mirrored.clear();
+    TX_LOG(info, "plain");
+    TX_LOG(trace, "deep");
+    EXPECT_EQ(takeLines(), each.local);
+    EXPECT_EQ(mirrored.size(), each.mirrored);
+  }
+}
+
+TEST_F(LogTest, StampsCountFromTheSessionStart) {
+  EXPECT_EQ(timeToString(), "--:--:--:---");
+  const struct {
+    std::int64_t milliseconds;
+    const char* stamp;
+  } cases[] = {
+      {0, "00:00:00:000"},        {5, "00:00:00:005"},          {99, "00:00:00:099"},     {9999, "00:00:09:999"},
+      {10000, "00:00:10:000"},    {599999, "00:09:59:999"},     {600000, "00:10:00:000"}, {3723004, "01:02:03:004"},
+      {36000000, "10:00:00:000"}, {360000000, "100:00:00:000"}, {-1, "--:--:--:---"},     {-3600000, "--:--:--:---"},
+  };
+  TXSetSessionStartDate(0);
+  for (const auto& each : cases) {
+    clock.seconds = (static_cast<double>(each.milliseconds) + (each.milliseconds < 0 ? -0.5 : 0.5)) / 1000;
+    EXPECT_EQ(timeToString(), each.stamp);
+  }
+  clock.seconds = 3.047;
+  TXSetShowDebugLogs(true);
+  TXSetShowDebugLogsTrace(true);
+  TX_LOG(debug, "SetCustomerId = {}", 42);
+  EXPECT_EQ(takeLines(), Lines{"(00:00:03:047) Trovix: [DEBUG] SetCustomerId = 42"});
+}
+
+TEST_F(LogTest, TagsHaveSevenCharacters) {
+  const char* const tags[] = {"[-----]", "[ERROR]", "[WARN] ", "[INFO] ", "[DEBUG]", "[TRACE]", "[-----]"};
+  for (std::int32_t level = 0; level <= 6; ++level) EXPECT_STREQ(levelToString(level), tags[level]);
+}
+
+TEST_F(LogTest, TheMirrorLearnsTheCallingMethod) {
+  logging::setMirroring(true);
+  Site site;
+  Site::inStatic("a");
+  site.inTemplate(std::vector<Value>{1}.size());
+  site.inClosure(1);
+  freeSite();
+  logging::mirrorOnly(LogLevel::debug, "int trovix::Site::plain(std::function<void(int)>) const", "only");
+  EXPECT_EQ(mirrored, (Lines{"3 +[Site inStatic] a", "3 -[Site inTemplate] 1", "3 -[Site inClosure]_block_invoke 2",
+                             "3 freeSite free", "4 -[Site plain] only"}));
+  EXPECT_EQ(takeLines(), Lines());
+}
+
+TEST_F(LogTest, NamesFromBothCompilers) {
+  for (const auto& [pretty, name] : std::vector<std::pair<const char*, const char*>>{
+           {"std::map<int, std::function<void(int)> > trovix::Host::find(int) const", "-[Host find]"},
+           {"auto trovix::Host::run(int)::(anonymous class)::operator()() const", "-[Host run]_block_invoke"},
+           {"trovix::Host::run(int)::<lambda()>::<lambda(auto:1)> [with auto:1 = int]", "-[Host run]_block_invoke"},
+           {"trovix::Host::Host(trovix::platform::Clock&)", "-[Host Host]"},
+           {"trovix::Host::~Host()", "-[Host ~Host]"},
+           {"bool trovix::{anonymous}::Walk::visit(long unsigned int)", "-[Walk visit]"},
+           {"bool trovix::(anonymous namespace)::visit(unsigned long)", "visit"},
+           {"T* trovix::Box<T>::get() [with T = int]", "-[Box get]"},
+           {"void trovix::Box<int>::operator()(int)", "-[Box operator()]"},
+           {"", ""}}) {
+    EXPECT_EQ(logging::methodName(pretty), name);
+  }
+}
+
+TEST_F(LogTest, NoThreadIsInsideAReplacedMirror) {
+  struct Target {
+    std::atomic<bool> installed{true};
+    std::atomic<int> late{0};
+  };
+  logging::setMirroring(true);
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 2; ++i) {
+    writers.emplace_back([&] {
+      while (!stop) TX_LOG(info, "line");
+    });
+  }
+  Target targets[50];
+  for (Target& target : targets) {
+    logging::installMirror({[](void* context, std::int32_t, std::string_view, std::string_view) {
+                              auto* mirror = static_cast<Target*>(context);
+                              if (!mirror->installed) ++mirror->late;
+                            },
+                            &target});
+    std::this_thread::yield();
+    logging::installMirror({});
+    target.installed = false;
+  }
+  stop = true;
+  for (std::thread& writer : writers) writer.join();
+  for (const Target& target : targets) EXPECT_EQ(target.late, 0);
+}
+
+}  // namespace
+}  // namespace trovix

@@ -1,0 +1,261 @@
+#include "core/EventValue.h"
+#include "core/TrovixLibFixture.h"
+#include "platform/Json.h"
+
+namespace trovix::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+class EventDispatchTest : public TrovixLibFixture {
+ protected:
+  /// A request that is in the buffer once everything has run, unsent while the network holds it.
+  void execute(std::uint64_t options, const std::string& name) {
+    TrovixDictionary parameters;
+    parameters.dict().set("dev_key", kDevKey);
+    parameters.dict().set("timestamp", name);
+    sdk->parts().dispatch.executeRequestWithUrlString("https://" + name + ".test/", options, std::move(parameters), {});
+    device->advance(0.001);
+  }
+  std::vector<std::string> names() const {
+    std::vector<std::string> hosts;
+    for (const auto& request : device->network.requests) {
+      hosts.push_back(request.url().substr(8, request.url().find('.') - 8));
+    }
+    return hosts;
+  }
+};
+
+TEST_F(EventDispatchTest, EncodesEventValues) {
+  const auto values = platform::parseJson(R"({"price":9.99,"items":["a","b"]})");
+  EXPECT_EQ(encodedEventValue(*values->dictionary(), true),
+            "%7B%22price%22:9.99%2C%22items%22:%5B%22a%22%2C%22b%22%5D%7D");
+  EXPECT_EQ(encodedEventValue(std::nullopt, true), "null");
+  EXPECT_EQ(encodedEventValue(std::nullopt, false), "");
+  EXPECT_EQ(encodedEventValue(Dictionary{{"when", Date{0}}}, true), "");
+}
+
+TEST_F(EventDispatchTest, RefusesWithoutADeveloperKeyAndWhileStopped) {
+  sdk = std::make_unique<TrovixLib>(*device);
+  device->runUntilIdle();
+  const auto keyless = start();
+  ASSERT_THAT(*keyless, SizeIs(1));
+  EXPECT_EQ(keyless->at(0).error->code(), 41);
+  EXPECT_EQ(keyless->at(0).error->localizedDescription(), "No dev key");
+  EXPECT_EQ(sdk->parts().session.lastLaunchTime(), std::nullopt);
+
+  makeSdk();
+  sdk->setIsStopped(true);
+  for (const auto& outcomes : {start(), log("bought")}) {
+    ASSERT_THAT(*outcomes, SizeIs(1));
+    EXPECT_EQ(outcomes->at(0).error->code(), 11);
+    EXPECT_EQ(outcomes->at(0).error->localizedDescription(), "Skipping event because `isStopTracking` enabled");
+  }
+  EXPECT_THAT(device->network.requests, IsEmpty());
+  EXPECT_EQ(cachedFileCount(), 0u);
+  // The launch counts all the same.
+  EXPECT_TRUE(storage().stringForKey("TrovixInstallTimestamp"));
+}
+
+TEST_F(EventDispatchTest, LogsTheKeyMaskedAndAsksForTheApplication) {
+  makeSdk();
+  LogCapture log(*device);
+  sdk->setTrovixDevKey("abcdefghijk");
+  start();
+  EXPECT_TRUE(log.has("`trovixDevKey`: ab*****hijk"));
+
+  sdk = std::make_unique<TrovixLib>(*device);
+  sdk->setTrovixDevKey("abcdefghij");
+  start();
+  EXPECT_TRUE(log.has("`trovixDevKey` wrong length"));
+  EXPECT_THAT(device->console.text, HasSubstr("`appleAppID` for TrovixSDK is not provided"));
+}
+
+TEST_F(EventDispatchTest, SendsEventsBehindTheLaunchAfterTheDelay) {
+  makeSdk();
+  sdk->logEvent("early");
+  device->advance(0.5);
+  EXPECT_THAT(device->network.requests, IsEmpty());
+  EXPECT_EQ(cachedFileCount(), 1u);
+  start();
+  EXPECT_THAT(names(), ElementsAre("conversions", "gcdsdk", "inapps"));
+
+  sdk->logEvent("late", Dictionary{{"a", 1}});
+  device->advance(0.39);
+  EXPECT_THAT(sent("inapps."), SizeIs(1));
+  device->advance(0.01);
+  const SentEvent late = lastSent("inapps.");
+  EXPECT_EQ(late.text("event"), "late");
+  EXPECT_EQ(late.text("eventName"), "late");
+  EXPECT_EQ(late.text("eventvalue"), "%7B%22a%22:1%7D");
+  EXPECT_EQ(sent("inapps.")[0].text("eventvalue"), "null");
+  EXPECT_EQ(sent("conversions.")[0].text("eventvalue"), "");
+  EXPECT_EQ(cachedFileCount(), 0u);
+}
+
+TEST_F(EventDispatchTest, OrdersTheBufferByTheFreshLaunchBitsOnly) {
+  makeSdk();
+  storage().setBool(true, "TrovixReadyToSendEvents");
+  device->network.hold("first");
+  execute(16, "first");
+  execute(32, "launch");
+  execute(16, "event");
+  execute(544, "firstlaunch");
+  execute(288, "cold");
+  execute(160, "searchads");
+  device->network.release("first");
+  device->runUntilIdle();
+  EXPECT_THAT(names(), ElementsAre("first", "cold", "searchads", "launch", "event", "firstlaunch"));
+}
+
+TEST_F(EventDispatchTest, StampsCountersWhenTheRequestIsSent) {
+  makeSdk();
+  device->network.hold("conversions.");
+  start();
+  log("one");
+  log("two");
+  device->network.release("conversions.");
+  device->runUntilIdle();
+  EXPECT_EQ(lastSent("conversions.").text("counter"), "1");
+  EXPECT_EQ(lastSent("conversions.").text("iaecounter"), "0");
+  EXPECT_EQ(sent("inapps.")[0].text("counter"), "1");
+  EXPECT_EQ(sent("inapps.")[0].text("iaecounter"), "1");
+  EXPECT_EQ(sent("inapps.")[1].text("iaecounter"), "2");
+  EXPECT_EQ(storage().launchCnt(), 1);
+  EXPECT_EQ(storage().inAppCnt(), 2);
+}
+
+TEST_F(EventDispatchTest, KeepsWhatTheNetworkLostAndCountsAnyAnswerAsDelivered) {
+  makeSdk();
+  networkDown();
+  const auto outcomes = start();
+  ASSERT_THAT(*outcomes, SizeIs(1));
+  EXPECT_EQ(outcomes->at(0).data, (Dictionary{{"statusCode", 0}}));
+  EXPECT_EQ(outcomes->at(0).error->code(), 40);
+  EXPECT_EQ(storage().launchCnt(), 0);
+  EXPECT_EQ(cachedFileCount(), 1u);
+  // Conversion data is asked for after a failure too.
+  EXPECT_THAT(device->network.requestsTo("gcdsdk."), SizeIs(1));
+
+  networkUp();
+  device->network.answer("conversions.", Answer{.status = 500});
+  log("next");
+  ASSERT_THAT(*outcomes, SizeIs(2));
+  EXPECT_EQ(outcomes->at(1).data, (Dictionary{{"statusCode", 500}}));
+  EXPECT_EQ(outcomes->at(1).error->code(), 50);
+  EXPECT_EQ(storage().launchCnt(), 1);
+  EXPECT_THAT(sent("inapps."), SizeIs(1));
+  EXPECT_EQ(cachedFileCount(), 0u);
+}
+
+TEST_F(EventDispatchTest, ResendsAtTheStartWhatEarlierRunsLeftEvenWhileStopped) {
+  makeSdk();
+  start();
+  networkDown();
+  log("lost");
+  EXPECT_EQ(cachedFileCount(), 1u);
+
+  beginProcess();
+  device->advance(100);
+  sdk = std::make_unique<TrovixLib>(*device);
+  sdk->setIsStopped(true);
+  device->runUntilIdle();
+  const SentEvent resent = lastSent("inapps.");
+  EXPECT_EQ(resent.text("eventName"), "lost");
+  EXPECT_THAT(resent.url, HasSubstr("&timeincache=100.0000&isCachedRequest=true"));
+  EXPECT_EQ(cachedFileCount(), 0u);
+}
+
+TEST_F(EventDispatchTest, NeitherKeepsNorWaitsForWhatHasNoAddress) {
+  makeSdk();
+  start();
+  sdk->setHost("bad host[", std::nullopt);
+  const auto outcomes = log("unsendable");
+  ASSERT_THAT(*outcomes, SizeIs(1));
+  EXPECT_TRUE(outcomes->at(0).error);
+  EXPECT_EQ(cachedFileCount(), 0u);
+  EXPECT_EQ(storage().inAppCnt(), 0);
+  sdk->setHost("trovix.example", std::nullopt);
+  log("fine");
+  EXPECT_EQ(lastSent("inapps.").text("eventName"), "fine");
+}
+
+TEST_F(EventDispatchTest, AddsWhatTheAdvertisingClientKnows) {
+  makeSdk();
+  start();
+  EXPECT_EQ(lastSent("conversions.").text("advertiserId"), "7D3E5B21-90AC-4F6E-B1D8-0A4C9E6F2357");
+  EXPECT_EQ(lastSent("conversions.").text("att_status"), "3");
+  EXPECT_EQ(sdk->advertisingIdentifier(), "7D3E5B21-90AC-4F6E-B1D8-0A4C9E6F2357");
+  device->facts.version = "13.7";
+  sdk->setDisableAdvertisingIdentifier(true);
+  log("event");
+  EXPECT_EQ(lastSent("inapps.").text("att_status"), "(missing)");
+  EXPECT_EQ(lastSent("inapps.").text("load_framework_result"), "IDFA disabled");
+  EXPECT_EQ(lastSent("inapps.").text("advertiserId"), "");
+}
+
+TEST_F(EventDispatchTest, WaitsForTheCompanionsLinkOnFreshLaunchesOnly) {
+  const auto companion = std::make_shared<SimulatedAppLinkUtility>();
+  device->classRegistry.classes["FBSDKAppLinkUtility"] = companion;
+  makeSdk();
+  sdk->enableFacebookDeferredApplinksWithClass("FBSDKAppLinkUtility");
+  start();
+  EXPECT_THAT(device->network.requests, IsEmpty());
+  device->advance(2);
+  companion->answer(std::optional<std::string>("shop://deferred"));
+  device->runUntilIdle();
+  EXPECT_EQ(*lastSent("conversions.").body.find("fb_ddl"),
+            Value(Dictionary{{"link", "shop://deferred"}, {"ttr", "2"}}));
+  EXPECT_EQ(sdk->facebookDeferredAppLink(), "shop://deferred");
+  device->advance(6);
+  start();
+  EXPECT_EQ(lastSent("launches.").text("fb_ddl"), "(missing)");
+  EXPECT_THAT(companion->waiting, IsEmpty());
+}
+
+TEST_F(EventDispatchTest, SendsTheReceiptWithTheFirstLaunchAndTimingsWithTheNext) {
+  device->fileSystem.place(*device->bundle.receipt, "receipt");
+  makeSdk();
+  device->advance(0.25);
+  storage().setDictionary({{"rules", 1}}, "TrovixSKRules");
+  device->network.answer("conversions.", Answer{.delay = 0.5});
+  sdk->start();
+  device->advance(1);
+  const SentEvent first = lastSent("conversions.");
+  EXPECT_EQ(first.text("installReceiptData"), R"({"data":{"receipt-data":"cmVjZWlwdA=="}})");
+  EXPECT_EQ(*first.body.find("meta"), Value(Dictionary{{"first_launch", Dictionary{{"init_to_fg", 250}}}}));
+  EXPECT_EQ(*first.body.find("asa_data"), Value(Dictionary{{"token", "attribution-token"}}));
+  EXPECT_EQ(*first.body.find("sk_rules"), Value(Dictionary{{"rules", 1}}));
+  device->advance(6);
+  start();
+  device->advance(6);
+  start();
+  const auto launches = sent("launches.");
+  ASSERT_THAT(launches, SizeIs(2));
+  EXPECT_EQ(*launches[0].body.find("meta"),
+            Value(Dictionary{{"first_launch", Dictionary{{"init_to_fg", 250}, {"from_fg", 0}, {"net", 500}}},
+                             {"gcd", Dictionary{{"net", 0}, {"retries", 0}}}}));
+  EXPECT_EQ(launches[1].text("meta"), "(missing)");
+  EXPECT_EQ(launches[0].text("sk_rules"), "(missing)");
+}
+
+TEST_F(EventDispatchTest, ComesToAnEndWithItsOwnerWhateverIsOnItsWay) {
+  makeSdk();
+  device->network.hold("conversions.");
+  const auto launch = start();
+  const auto event = std::make_shared<std::vector<Outcome>>();
+  sdk->logEventWithEventName("late", std::nullopt, recordInto(event));
+  sdk.reset();
+  device->network.release("conversions.");
+  device->advance(10);
+  EXPECT_THAT(*launch, IsEmpty());
+  EXPECT_THAT(*event, IsEmpty());
+  EXPECT_EQ(cachedFileCount(), 1u);
+}
+
+}  // namespace
+}  // namespace trovix::test

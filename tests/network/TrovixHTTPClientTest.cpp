@@ -1,0 +1,237 @@
+#include "network/TrovixHTTPClient.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "network/Signing.h"
+#include "network/TXSDKEvent.h"
+#include "network/TrovixProxyManager.h"
+#include "platform/Json.h"
+#include "storage/TXSDKStorageFactory.h"
+#include "support/LogCapture.h"
+
+namespace trovix::test {
+namespace {
+
+using testing::IsEmpty;
+
+constexpr const char* kDevKey = "kVx2pQ9sLmN4";
+
+struct Outcome {
+  std::optional<Value> object;
+  Dictionary information;
+  std::optional<Error> error;
+  std::int64_t status = -1;
+};
+
+struct TrovixHTTPClientTest : testing::Test {
+  SimulatedDevice device;
+  std::unique_ptr<TXSDKStorageProtocol> storage =
+      TXSDKStorageFactory(device.userDefaults, device.bundle).defaultStorage();
+  TrovixProxyManager remoteDebugging{device.clock, device.locale, *storage};
+  TXSDKChecksum checksum{device.environment, device.facts, device.integrity};
+  Owner owner;
+  std::shared_ptr<TXSDKHTTPClientProtocol> client =
+      TXSDKHTTPClientFactory::HTTPClientWithType(0, device.platform(), checksum, remoteDebugging, {}, owner.lifetime());
+
+  Outcome send(std::optional<std::string> URL = "https://inapps.test/api?note=a b") {
+    std::vector<Outcome> outcomes;
+    TXSDKEvent event({{"dev_key", kDevKey}, {"timestamp", "1612345678.9"}}, std::move(URL), "6.2.2", 16);
+    client->sendEvent(std::make_shared<TXSDKEvent>(std::move(event)),
+                      [&](std::optional<Value> object, std::optional<Error> error, std::int64_t status) {
+                        outcomes.push_back({std::move(object), {}, std::move(error), status});
+                      });
+    return onlyOf(outcomes);
+  }
+  Outcome request(const std::string& URL, HTTPRequestOptions options) {
+    std::vector<Outcome> outcomes;
+    client->requestWithURL([=] { return URL; }, nullptr, std::move(options),
+                           [&](std::optional<Value> object, const Dictionary& information, std::optional<Error> error) {
+                             outcomes.push_back({std::move(object), information, std::move(error)});
+                           });
+    return onlyOf(outcomes);
+  }
+  Outcome onlyOf(std::vector<Outcome>& outcomes) {
+    EXPECT_THAT(outcomes, IsEmpty()) << "never on the caller's stack";
+    device.runUntilIdle();
+    return outcomes.size() == 1 ? outcomes[0] : Outcome{};
+  }
+};
+
+TEST_F(TrovixHTTPClientTest, EventsEndAsTheirStatusSays) {
+  // Status, attempts, code of the error.
+  const std::tuple<std::int64_t, std::size_t, std::int64_t> rows[] = {{200, 1, 0},  {302, 1, 0},  {400, 1, 50},
+                                                                      {403, 3, 50}, {404, 1, 40}, {503, 3, 50},
+                                                                      {599, 3, 40}, {600, 1, 40}, {601, 1, 0}};
+  for (const auto& [status, attempts, code] : rows) {
+    device.network.requests.clear();
+    device.network.answer("inapps", {.status = status});
+    const Outcome outcome = send();
+    EXPECT_EQ(device.network.requests.size(), attempts) << status;
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.error ? outcome.error->code() : 0, code) << status;
+    if (!outcome.error) continue;
+    EXPECT_EQ(outcome.error->domain(), "example.trovix.sdk.network");
+    EXPECT_EQ(outcome.error->localizedDescription(), "Status code failure: " + std::to_string(status));
+  }
+  const RecordedRequest sent = device.network.requests.at(0);
+  EXPECT_EQ(sent.url(), "https://inapps.test/api?note=a%20b");
+  EXPECT_EQ(*sent.request.headers.find("Content-Type"), "application/octet-stream");
+  EXPECT_EQ(sent.body().size() % 16, 8u) << "blocks, a vector and the salt";
+}
+
+TEST_F(TrovixHTTPClientTest, EventsWithoutAnAnswerFailOnce) {
+  const std::pair<std::optional<std::string>, std::int64_t> rows[] = {
+      {"no address", platform::urlError::badURL},
+      {std::nullopt, platform::urlError::badURL},
+      {"https://inapps.test/", platform::urlError::cannotConnectToHost}};
+  for (const auto& [URL, cause] : rows) {
+    EXPECT_THAT(device.network.requests, IsEmpty());
+    const Outcome ended = send(URL);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.error->code(), 40);
+    EXPECT_EQ(ended.error->localizedDescription(), "Network failure");
+    EXPECT_EQ(ended.error->underlyingError()->code(), cause);
+  }
+  EXPECT_EQ(device.network.requests.size(), 1u);
+}
+
+TEST_F(TrovixHTTPClientTest, AnswersSwitchRemoteDebugging) {
+  const std::pair<const char*, bool> rows[] = {{"{\"monitor\":1}", true}, {"[1]", false}, {"", false}};
+  for (const auto& [body, isOn] : rows) {
+    remoteDebugging.addEventWithString("line");
+    device.network.answer("inapps", Answer{.body = body});
+    EXPECT_FALSE(send().error) << body;
+    EXPECT_EQ(remoteDebugging.proxyEnabledFromServer(), isOn) << body;
+    EXPECT_EQ(remoteDebugging.requestSize() > 0, isOn) << body;
+  }
+  device.network.answer("inapps", Answer{.status = 404, .body = R"({"monitor":1})"});
+  send();
+  EXPECT_FALSE(remoteDebugging.proxyEnabledFromServer()) << "a failure switches nothing";
+
+  device.network.answer("inapps", Answer{.body = R"({"monitor":1})"});
+  owner.die();
+  send();
+  EXPECT_FALSE(remoteDebugging.proxyEnabledFromServer()) << "nor does an answer that comes too late";
+}
+
+TEST_F(TrovixHTTPClientTest, GeneralRequestsReportTheWholeAnswer) {
+  platform::HeaderFields headers;
+  headers.set("Location", "https://elsewhere.test/");
+  device.network.answerOnce("api", {.status = 503});
+  device.network.answerOnce("api", {.status = 200, .body = R"({"a":1})", .headers = headers});
+  const Outcome outcome = request("https://api.test/", {.method = "PUT",
+                                                        .dictionary = Dictionary{{"k", "v"}},
+                                                        .retries = 3,
+                                                        .isReturnJSON = true,
+                                                        .isSharedSession = false});
+  EXPECT_EQ(outcome.object, Value(Dictionary{{"a", 1}}));
+  const Dictionary expected{{"statusCode", 200},
+                            {"taskIdentifier", device.network.requests.at(1).taskIdentifier},
+                            {"data", Data{'{', '"', 'a', '"', ':', '1', '}'}},
+                            {"dataStr", R"({"a":1})"},
+                            {".Location", "https://elsewhere.test/"},
+                            {"retries", 2}};  // what the second attempt was allowed
+  EXPECT_EQ(outcome.information, expected);
+  const RecordedRequest again = device.network.requests.at(1);
+  EXPECT_EQ(again.session, SessionKind::ownSession);
+  EXPECT_EQ(again.request.method, "PUT");
+  EXPECT_EQ(again.body(), R"({"k":"v"})");
+  EXPECT_EQ(*again.request.headers.find("Accept"), "application/json");
+}
+
+TEST_F(TrovixHTTPClientTest, GeneralRequestsFailAsDocumented) {
+  const std::pair<Answer, const char*> rows[] = {
+      {{.body = "<html>"}, "example.trovix.sdk.serialize 61 <html>"},
+      {{.body = "\xff"}, "NSCocoaErrorDomain 3840 "},
+      {{.body = std::string(100'000, '[')}, "example.trovix.sdk.serialize 61 [[["},
+      {Answer::failure(-1005), "example.trovix.sdk.network 0 Request failed"},
+  };
+  for (const auto& [answer, expected] : rows) {
+    device.network.answer("api", answer);
+    const Error error = request("https://api.test/", {.retries = 2, .isReturnJSON = true}).error.value();
+    EXPECT_THAT(fmt::format("{} {} {}", error.domain(), error.code(), error.localizedDescription()),
+                testing::StartsWith(expected));
+  }
+  EXPECT_EQ(request("::", {}).information, (Dictionary{{"taskIdentifier", 0}}));
+}
+
+TEST_F(TrovixHTTPClientTest, AReleasedClientTriesNoMore) {
+  device.network.answer("api", {.status = 500});
+  client->requestWithURL([] { return "https://api.test/"; }, nullptr, {.retries = 5},
+                         [](auto&&...) { FAIL() << "called back"; });
+  client.reset();
+  device.runUntilIdle();
+  EXPECT_EQ(device.network.requests.size(), 1u);
+}
+
+TEST_F(TrovixHTTPClientTest, UploadsGoOnInTheBackground) {
+  client->sendRequestWithConfiguration("https://stats.test/", "text");
+  client->sendRequestWithConfiguration("https://stats.test/", "more");
+  EXPECT_THAT(device.network.backgroundIdentifiers, testing::ElementsAre("example.trovix"));
+  EXPECT_EQ(device.network.requests.at(0).session, SessionKind::background);
+  EXPECT_EQ(device.network.requests.at(0).body(), "text");
+}
+
+TEST_F(TrovixHTTPClientTest, UploadsOfSystem9RunInABackgroundTask) {
+  LogCapture log(device, LogCapture::Detail::trace);
+  device.facts.version = "9.3";
+  device.network.answerOnce("stats", {.status = 500});
+  for (const char* end : {"Response 200 ok.", " cut short"}) {
+    client->sendRequestWithConfiguration("https://stats.test/", "text");
+    EXPECT_EQ(device.backgroundTasks.active.size(), 1u);
+    device.runUntilIdle();
+    device.backgroundTasks.expire();
+    device.network.hold("stats");
+    EXPECT_EQ(log.count(end), 1u) << end;
+    EXPECT_THAT(device.backgroundTasks.active, IsEmpty());
+  }
+  EXPECT_EQ(device.network.requests.at(0).session, SessionKind::shared);
+  EXPECT_THAT(device.network.backgroundIdentifiers, IsEmpty());
+}
+
+TEST_F(TrovixHTTPClientTest, ReadsLinks) {
+  const std::pair<Answer, const char*> rows[] = {
+      {{.body = R"({"a":"b"})"}, "b"},
+      {{.body = "<html>", .mimeType = "text/html"}, "<html>"},
+      {{.status = 404, .body = "gone"}, "gone"},
+      {{.body = "", .mimeType = ""}, "neither"},
+      {{.body = "[1,2]"}, "Root object is an Array"},
+  };
+  device.setNow(1614864612);
+  for (const auto& [answer, expected] : rows) {
+    std::string told;
+    device.network.answer("veyra", answer);
+    client->getVeyra("https://veyra.test/a", kDevKey,
+                     [&](const std::optional<Dictionary>& result, const std::optional<Error>& error) {
+                       told = result ? *result->string("a") : error ? error->localizedDescription() : "neither";
+                     });
+    device.runUntilIdle();
+    EXPECT_EQ(told, expected);
+  }
+  const platform::HeaderFields& headers = device.network.requests.at(0).request.headers;
+  EXPECT_EQ(*headers.find("tx-timestamp"), "1614864612");
+  EXPECT_EQ(*headers.find("authorization"), "7b99937f4f9ef17786532f1bb8cf6821a6cbdd87");
+}
+
+TEST_F(TrovixHTTPClientTest, CreatesLinks) {
+  LogCapture log(device);
+  std::vector<std::string> links;
+  const auto keep = [&](const std::optional<std::string>& link, const std::optional<Error>& error) {
+    links.push_back(link.value_or(error ? "error" : "nothing"));
+  };
+  device.network.answerOnce("veyra", {.body = "https://l/1", .mimeType = "text/plain"});
+  device.network.answerOnce("veyra", {.status = 201, .body = "https://l/2"});
+  client->createVeyra("https://veyra.test/", 30, "brand.test", kDevKey, {{"c", "x"}}, keep);
+  client->createVeyra("https://veyra.test/", -1, std::nullopt, kDevKey, {{"when", Date{1}}}, keep);
+  device.runUntilIdle();
+  EXPECT_THAT(links, testing::ElementsAre("https://l/1", "nothing"));
+  EXPECT_EQ(device.network.requests.at(0).body(), R"({"ttl":"30","data":{"c":"x"},"brand_domain":"brand.test"})");
+  EXPECT_EQ(device.network.requests.at(1).body(), R"({"ttl":"-1","data":{}})");
+
+  EXPECT_FALSE(client->createVeyra("https://veyra.test/", 1, std::nullopt, std::nullopt, {}, keep));
+  EXPECT_TRUE(log.has("[ERROR] Trovix: Invalid parameter not satisfying: devKey"));
+}
+
+}  // namespace
+}  // namespace trovix::test

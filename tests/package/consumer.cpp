@@ -1,0 +1,10 @@
+#include <quorrel/QuorrelCore.h>
+#include <trovix/TrovixLib.h>
+#include <trovix/platform/LinuxPlatform.h>
+
+int main(int, char** arguments) {
+  trovix::platform::LinuxPlatform platform({.dataDirectory = arguments[1]});
+  trovix::platform::setDefaultPlatform(platform.services());
+  const bool ready = quorrel::QuorrelCore::shared().readyStatus();
+  return ready && trovix::TrovixLib::shared().getSDKVersion() == "version: 6.2.2 (build 64)" ? 0 : 1;
+}

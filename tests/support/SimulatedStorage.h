@@ -1,0 +1,128 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/SimulatedDisk.h"
+#include "trovix/platform/Clock.h"
+#include "trovix/platform/FileSystem.h"
+#include "trovix/platform/Keychain.h"
+#include "trovix/platform/UserDefaults.h"
+
+namespace trovix::test {
+
+/// One domain: an image in memory over the disk, so that what another process writes shows only after `refresh`.
+class SimulatedUserDefaults final : public platform::UserDefaults {
+ public:
+  explicit SimulatedUserDefaults(SimulatedDisk::Domain& stored) : stored_(stored), image_(stored) {}
+
+  std::shared_ptr<const Value> object(std::string_view key) const override;
+  void set(std::string_view key, Value value) override;
+  void remove(std::string_view key) override;
+  void setAll(const std::vector<std::pair<std::string, std::optional<Value>>>& values) override;
+  void refresh() override;
+
+  /// Writes reach the image only.
+  bool failsToWrite = false;
+  std::size_t refreshCount = 0;
+  std::size_t writeCount = 0;
+
+ private:
+  void store(std::string_view key, std::shared_ptr<const Value> value);
+
+  SimulatedDisk::Domain& stored_;
+  SimulatedDisk::Domain image_;
+};
+
+class SimulatedUserDefaultsDomains final : public platform::UserDefaultsDomains {
+ public:
+  explicit SimulatedUserDefaultsDomains(SimulatedDisk& disk) : disk_(disk), standard_(disk.standardDefaults) {}
+
+  SimulatedUserDefaults& standard() override { return standard_; }
+  SimulatedUserDefaults* suite(std::string_view name) override;
+
+  /// Suites that cannot be opened.
+  std::set<std::string, std::less<>> unavailableSuites;
+
+ private:
+  SimulatedDisk& disk_;
+  SimulatedUserDefaults standard_;
+  std::map<std::string, std::unique_ptr<SimulatedUserDefaults>, std::less<>> suites_;
+};
+
+class SimulatedKeychain final : public platform::Keychain {
+ public:
+  explicit SimulatedKeychain(SimulatedDisk& disk) : items_(disk.keychainItems) {}
+
+  std::int32_t add(const Dictionary& attributes) override;
+  std::int32_t copyMatching(const Dictionary& query, Data& result) override;
+  std::int32_t update(const Dictionary& query, const Dictionary& attributesToUpdate) override;
+  std::int32_t remove(const Dictionary& query) override;
+
+  /// The status that every call answers instead of doing anything.
+  std::optional<std::int32_t> failure;
+
+ private:
+  std::vector<Dictionary>& items_;
+};
+
+/// Files in memory. Failures are set per kind of operation and stay until they are taken away.
+class SimulatedFileSystem final : public platform::FileSystem {
+ public:
+  struct Failure {
+    /// errno.
+    int code = 0;
+    /// Only paths that contain this text fail; empty is all of them.
+    std::string pathContains;
+  };
+
+  SimulatedFileSystem(SimulatedDisk& disk, const platform::Clock& clock) : nodes_(disk.nodes), clock_(clock) {}
+
+  bool exists(const std::string& path) const override { return nodes_.contains(path); }
+  std::size_t entryCount(const std::string& directory) const override;
+  std::vector<std::string> walk(const std::string& directory) const override;
+  bool isDirectory(const std::string& path) const override;
+  Result<Data> read(const std::string& path, std::size_t limit) const override;
+  Status writeAtomically(const std::string& path, const Data& bytes) override;
+  Status remove(const std::string& path) override;
+  Status createDirectories(const std::string& path) override;
+  std::optional<double> creationTime(const std::string& path) const override;
+  std::optional<double> modificationTime(const std::string& path) const override;
+  Result<platform::FileSystemSpace> space(const std::string& path) const override;
+
+  /// Puts a file there with its parents, whatever failures are set.
+  void place(const std::string& path, std::string_view text);
+  void setCreationTime(const std::string& path, double secondsSince1970) {
+    nodes_.at(path).createdAt = secondsSince1970;
+  }
+  /// The file's bytes as text; "" when there is none.
+  std::string text(const std::string& path) const;
+
+  std::optional<Failure> failReads;
+  std::optional<Failure> failWrites;
+  std::optional<Failure> failRemoves;
+  /// Every change fails with EROFS.
+  bool isReadOnly = false;
+  /// False: creation times are not known.
+  bool hasCreationTimes = true;
+  /// Nothing: asking for the space fails.
+  std::optional<platform::FileSystemSpace> availableSpace = platform::FileSystemSpace{1'000u << 20, 4'000u << 20};
+  /// Paths in the order they were written and removed, failed attempts left out.
+  std::vector<std::string> written;
+  std::vector<std::string> removed;
+
+ private:
+  std::optional<Error> refusal(const std::optional<Failure>& failure, const std::string& path, bool isChange) const;
+  std::vector<std::string> below(const std::string& directory) const;
+
+  std::map<std::string, SimulatedDisk::Node>& nodes_;
+  const platform::Clock& clock_;
+};
+
+}  // namespace trovix::test
