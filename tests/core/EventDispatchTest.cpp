@@ -173,7 +173,7 @@ TEST_F(EventDispatchTest, ResendsAtTheStartWhatEarlierRunsLeftEvenWhileStopped) 
 TEST_F(EventDispatchTest, NeitherKeepsNorWaitsForWhatHasNoAddress) {
   makeSdk();
   start();
-  sdk->setHost("bad host[", std::nullopt);
+  sdk->setHost("no:port", std::nullopt);
   const auto outcomes = log("unsendable");
   ASSERT_THAT(*outcomes, SizeIs(1));
   EXPECT_TRUE(outcomes->at(0).error);

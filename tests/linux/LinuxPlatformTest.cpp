@@ -83,14 +83,17 @@ TEST_F(LinuxPlatformTest, ShutDownRunsDelayedTasksAndAbandonsTheWire) {
 }
 
 TEST_F(LinuxPlatformTest, ATaskThatHangsDelaysTheEndNoLongerThanTheLimit) {
+  std::atomic<bool> entered{false};
   std::atomic<bool> release{false};
   std::atomic<bool> released{false};
   {
     LinuxPlatform platform(options());
     platform.services().queues.makeSerialQueue("test")->post([&] {
+      entered = true;
       while (!release) std::this_thread::sleep_for(1ms);
       released = true;
     });
+    while (!entered) std::this_thread::yield();
     platform.shutDown(1ms);
     EXPECT_FALSE(released);
   }

@@ -8,8 +8,6 @@
 namespace trovix::test {
 namespace {
 
-using Arguments = std::vector<std::optional<std::string>>;
-
 TEST(Endpoints, FillTheDefaultTemplates) {
   const std::pair<const char*, const char*> expected[] = {
       {"Launches", "launches.t/api/v3/ios4?app_id=5&buildnumber=6"},
@@ -55,20 +53,12 @@ TEST(Endpoints, OverridesMayKeepOrDropTheHostArguments) {
                    {"Nobody", "https://x"}});
   EXPECT_TRUE(log.has("Overriding URL format for: Nobody with: https://x"));
 
-  const struct {
-    Endpoint endpoint;
-    Arguments arguments;
-    const char* expected;
-  } rows[] = {
-      {Endpoint::stats, {"p", "host", "7"}, "https://fixed.test/s?app=7"},
-      {Endpoint::impression, {"p", "host"}, "https://pi.host/x"},
-      {Endpoint::veyraGet, {"p", "host", "/a"}, "https://pveyra.host/a"},
-      // A missing argument ends the count early, and the host arguments fall away.
-      {Endpoint::ddl,
-       {"p", "host", std::nullopt, "6.2", "s"},
-       "https://(null)dlsdk.6.2/v1.0/ios/ids?sdk_version=(null)&tx_sig=(null)"},
-  };
-  for (const auto& row : rows) EXPECT_EQ(TXSDKURLFormat(row.endpoint, row.arguments), row.expected);
+  EXPECT_EQ(TXSDKURLFormat(Endpoint::stats, {"p", "host", "7"}), "https://fixed.test/s?app=7");
+  EXPECT_EQ(TXSDKURLFormat(Endpoint::impression, {"p", "host"}), "https://pi.host/x");
+  EXPECT_EQ(TXSDKURLFormat(Endpoint::veyraGet, {"p", "host", "/a"}), "https://pveyra.host/a");
+  EXPECT_EQ(TXSDKURLFormat(Endpoint::skConversionValue, {"p", "host", std::nullopt, "7"}),
+            "https://(null)skadsdkless.7/api/v1.0/conversion-value?uid=(null)&app_id=id(null)")
+      << "a missing argument ends the count early, and the host arguments fall away";
 }
 
 }  // namespace
