@@ -13,6 +13,10 @@ target_compile_options(quorrel_options INTERFACE -Wall -Wextra -Wpedantic -Wconv
 if(QUORREL_WARNINGS_AS_ERRORS)
   target_compile_options(quorrel_options INTERFACE -Werror)
 endif()
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  # A source that another one includes looks like a header to this warning.
+  target_compile_options(quorrel_options INTERFACE -Wno-subobject-linkage)
+endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
   target_compile_options(quorrel_options INTERFACE -Wthread-safety)
 endif()
@@ -38,7 +42,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 
 find_program(QUORREL_CCACHE ccache)
 if(QUORREL_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUORREL_CCACHE})
+  # Relative paths, so that two checkouts share what one has compiled.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
+    ${QUORREL_CCACHE})
 endif()
 
 # The sources of one folder, compiled once for every library and test that uses them.

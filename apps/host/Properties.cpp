@@ -155,6 +155,7 @@ std::vector<Property> makeProperties() {
       flag("disableCollectASA", &T::disableCollectASA, &T::setDisableCollectASA),
       flag("disableSKAdNetwork", &T::disableSKAdNetwork, &T::setDisableSKAdNetwork),
       flag("disableIDFVCollection", &T::disableIDFVCollection, &T::setDisableIDFVCollection),
+      flag("isBackgroundRequestEnabled", &T::isBackgroundRequestEnabled, &T::setIsBackgroundRequestEnabled),
       flag("isDebug", &T::isDebug, &T::setIsDebug),
       flag("isStopped", &T::isStopped, &T::setIsStopped),
       flag("isProxyManagerDisabled", &T::isProxyManagerDisabled, &T::setProxyManagerDisabled),

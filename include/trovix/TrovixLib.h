@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "trovix/Error.h"
@@ -179,7 +180,8 @@ class TROVIX_API TrovixLib {
   [[nodiscard]] std::shared_ptr<TrovixDeepLinkDelegate> deepLinkDelegate() const;
   void setDeepLinkDelegate(std::weak_ptr<TrovixDeepLinkDelegate> delegate);
 
-  // --- Push notifications ----------------------------------------------------------------------------------------------
+  // --- Push notifications
+  // ----------------------------------------------------------------------------------------------
 
   /// Searches a push payload for a link, which is resolved; other information goes with the next launch.
   void handlePushNotification(const Dictionary& payload);

@@ -41,7 +41,10 @@ void QuorrelCore::setAdjustSDK(std::shared_ptr<AdjustSDK> adjust) {
 }
 
 void QuorrelCore::prepareWithConfigs(const std::vector<std::shared_ptr<const QuorrelConfig>>& configs) {
-  const auto publish = [this](const QRReferralsAttributionChangedInfo& info) { quorrelReferralsChanged(info); };
+  // A module may outlive its core in a callback that runs.
+  const auto publish = [](const QRReferralsAttributionChangedInfo& info) {
+    QuorrelNotifier::sharedManager().postEventReferralsAttributionChanged(info);
+  };
   const auto keep = [state = state_.get()](std::unique_ptr<NotificationCenter::Registration> registration) {
     const MutexLock lock(state->mutex);
     state->activations.push_back(std::move(registration));

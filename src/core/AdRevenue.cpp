@@ -1,5 +1,7 @@
 #include "core/AdRevenue.h"
 
+#include <limits>
+
 #include "common/Encoding.h"
 #include "common/Log.h"
 #include "common/Version.h"
@@ -28,7 +30,8 @@ void AdRevenue::sendAdRevenueWithParameters(Dictionary adNetwork) {
   payload_.eventParametersInBackgroundQueueAndType(
       kPayloadType,
       lifetime_.guard([this, URL = std::move(URL), adNetwork = std::move(adNetwork)](Dictionary parameters) {
-        const std::int64_t counter = storage_.integerForKey(storageKey::adRevenueCounter) + 1;
+        const std::int64_t sent = storage_.integerForKey(storageKey::adRevenueCounter);
+        const std::int64_t counter = sent + (sent < std::numeric_limits<std::int64_t>::max() ? 1 : 0);
         storage_.setInteger(counter, storageKey::adRevenueCounter);
         parameters.set("adrevenue_counter", counter);
         parameters.set("ad_network", adNetwork);
@@ -37,7 +40,6 @@ void AdRevenue::sendAdRevenueWithParameters(Dictionary adNetwork) {
 }
 
 void AdRevenue::send(const std::string& URL, Dictionary parameters) {
-  std::string body = txsdk_stringify(parameters);
   const auto task = http_.requestWithURL(
       [URL] { return std::optional(URL); }, {},
       {.method = "POST",
@@ -55,8 +57,10 @@ void AdRevenue::send(const std::string& URL, Dictionary parameters) {
                                 {"ERROR", error ? Value(error->description()) : Value(nullptr)}}));
       });
   if (!task) return;
-  TrovixUtils::logRequestContent(kAdRevenueLogKind, URL + "; taskIdentifier: " + std::to_string(task->taskIdentifier()),
-                                 body);
+  const platform::URLRequest& request = task->originalRequest();
+  const std::string body = request.body ? std::string(request.body->begin(), request.body->end()) : std::string();
+  TrovixUtils::logRequestContent(kAdRevenueLogKind,
+                                 request.url + "; taskIdentifier: " + std::to_string(task->taskIdentifier()), body);
 }
 
 }  // namespace trovix

@@ -67,12 +67,12 @@ std::string DeepLinkAttribution::matched(const std::string& link, LinkRecord& re
   {
     const platform::MutexLock lock(mutex_);
     if (containsString_.empty() || queryParameters_.empty()) return link;
+    if (link.find(containsString_) == std::string::npos) return link;
     marker = containsString_;
     parameters = queryParameters_;
   }
   const Url incoming = *Url::parse(link);
   const Url rewritten = TrovixUtils::urlValidatedWithString(marker, incoming, parameters);
-  if (link.find(marker) == std::string::npos) return link;
   std::string appended = rewritten.query().value_or("");
   if (const std::string query = incoming.query().value_or(""); appended.starts_with(query)) {
     appended.erase(0, query.size());

@@ -19,9 +19,10 @@ std::shared_ptr<TrovixDeepLinkDelegate> DeepLinkDelivery::deepLinkDelegate() con
 bool DeepLinkDelivery::willResolveDeepLink(const TrovixDeepLinkResult& result) {
   const auto delegate = deepLinkDelegate();
   if (!delegate || !delegate->didResolveDeepLink) return false;
-  platform_.queues.mainQueue().post([weak = std::weak_ptr(delegate), result] {
-    if (const auto called = weak.lock()) called->didResolveDeepLink(result);
-  });
+  platform_.queues.mainQueue().post(lifetime_.guard([this, result] {
+    const auto called = deepLinkDelegate();
+    if (called && called->didResolveDeepLink) called->didResolveDeepLink(result);
+  }));
   return true;
 }
 

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <memory>
-#include <string>
+#include <utility>
 
+#include "common/Lifetime.h"
 #include "platform/Mutex.h"
 #include "trovix/TrovixLibDelegate.h"
 #include "trovix/platform/Platform.h"
@@ -15,12 +16,14 @@ class Settings;
 /// the SDK's delegate. Any thread; every call of a delegate is made on the main queue.
 class DeepLinkDelivery {
  public:
-  DeepLinkDelivery(platform::Platform& platform, Settings& settings) : platform_(platform), settings_(settings) {}
+  DeepLinkDelivery(platform::Platform& platform, Settings& settings, Lifetime lifetime)
+      : platform_(platform), settings_(settings), lifetime_(std::move(lifetime)) {}
 
   void setDeepLinkDelegate(std::weak_ptr<TrovixDeepLinkDelegate> delegate);
   [[nodiscard]] std::shared_ptr<TrovixDeepLinkDelegate> deepLinkDelegate() const;
 
-  /// Whether the deep link delegate implements the operation, and the call is scheduled.
+  /// Whether the deep link delegate implements the operation, and the call is scheduled. It goes to whoever is the
+  /// delegate by then.
   bool willResolveDeepLink(const TrovixDeepLinkResult& result);
   void onAppOpenAttribution(const Dictionary& attributionData);
   void onAppOpenAttributionFailure(const Error& error);
@@ -28,6 +31,7 @@ class DeepLinkDelivery {
  private:
   platform::Platform& platform_;
   Settings& settings_;
+  const Lifetime lifetime_;
   mutable platform::Mutex mutex_;
   std::weak_ptr<TrovixDeepLinkDelegate> deepLinkDelegate_ TX_GUARDED_BY(mutex_);
 };

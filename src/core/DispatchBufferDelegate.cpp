@@ -1,6 +1,8 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cassert>
+#include <iterator>
 
 #include "core/EventDispatch.h"
 #include "network/TXSDKEventCache.h"
@@ -14,6 +16,10 @@ std::uint64_t rank(const TXSDKBufferProtocol::Element& element) {
   return element->userObject()->options & eventOption::orderingMask;
 }
 
+bool standsBefore(const TXSDKBufferProtocol::Element& a, const TXSDKBufferProtocol::Element& b) {
+  return rank(a) > rank(b);
+}
+
 }  // namespace
 
 void DispatchBufferDelegate::didFlushWithStatusCodes(const std::vector<std::int64_t>& statusCodes,
@@ -25,9 +31,8 @@ void DispatchBufferDelegate::didFlushWithStatusCodes(const std::vector<std::int6
   }
 }
 
-void DispatchBufferDelegate::willReorderBuffer(TXSDKBuffer& buffer, std::vector<Element>& elements) {
-  std::stable_sort(elements.begin(), elements.end(),
-                   [](const Element& a, const Element& b) { return rank(a) > rank(b); });
+void DispatchBufferDelegate::willReorderBuffer(TXSDKBuffer& buffer, std::deque<Element>& elements) {
+  order(elements);
   bool isReady = storage_.boolForKey(storageKey::readyToSendEvents);
   if (!elements.empty()) {
     const TXSDKEvent& first = *elements.front()->userObject();
@@ -41,6 +46,19 @@ void DispatchBufferDelegate::willReorderBuffer(TXSDKBuffer& buffer, std::vector<
   if (!isReady) return;
   if (!didSwitchAutoFlush_.exchange(true)) buffer.setAutoFlush(true);
   buffer.flush();
+}
+
+void DispatchBufferDelegate::order(std::deque<Element>& elements) {
+  // Elements leave the front and come back to it, and the newest is the last. So a list that has grown by no more than
+  // that one holds it and elements that were left in order.
+  if (!elements.empty() && elements.size() - 1 <= orderedCount_) {
+    const auto newest = std::prev(elements.end());
+    std::rotate(std::upper_bound(elements.begin(), newest, *newest, standsBefore), newest, elements.end());
+  } else {
+    std::stable_sort(elements.begin(), elements.end(), standsBefore);
+  }
+  assert(std::is_sorted(elements.begin(), elements.end(), standsBefore));
+  orderedCount_ = elements.size();
 }
 
 void DispatchBufferDelegate::didRemoveElement(const Element& element, TXSDKBuffer& /*buffer*/) {

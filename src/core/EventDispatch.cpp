@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <cassert>
 #include <chrono>
 #include <utility>
 
@@ -27,6 +28,7 @@
 #include "trovix/platform/Clock.h"
 #include "trovix/platform/Output.h"
 #include "trovix/platform/Queues.h"
+#include "trovix/platform/URLSession.h"
 
 namespace trovix {
 
@@ -37,6 +39,9 @@ namespace {
 constexpr std::chrono::milliseconds kEventDelay{400};
 constexpr std::int64_t kNoDevKey = 41;
 constexpr std::int64_t kStopped = 11;
+
+// Where URL loading says which address it is that failed.
+constexpr const char* kFailingURLKey = "NSErrorFailingURLStringKey";
 
 constexpr std::uint64_t kFreshLaunch = TXEventOptionSearchAds | TXEventOptionColdStart | TXEventOptionFirstLaunch;
 
@@ -51,7 +56,20 @@ std::string maskedDevKey(const std::string& key) {
          key.substr(platform::utf8OffsetOfUtf16Unit(key, length - 4));
 }
 
-bool isURL(const std::string& address) { return platform::Url::parse(TXSDKPercentEscapes(address)).has_value(); }
+bool isURL(const std::string& address) {
+  const auto url = platform::Url::parse(TXSDKPercentEscapes(address));
+  return url && url->host();
+}
+
+/// Whether the event's own address is at fault, so that no connection will ever deliver it. A server that redirects to
+/// nowhere is no such fault.
+bool isAddressRefused(const TXSDKEvent& event, const Error& error) {
+  const Error* cause = error.underlyingError();
+  if (cause == nullptr || cause->domain() != urlErrorDomain) return false;
+  if (cause->code() != platform::urlError::badURL && cause->code() != platform::urlError::unsupportedURL) return false;
+  const std::string* refused = cause->userInfo().string(kFailingURLKey);
+  return refused == nullptr || *refused == TXSDKPercentEscapes(event.URL.value_or(""));
+}
 
 }  // namespace
 
@@ -73,6 +91,7 @@ void EventDispatch::logEvent(std::string name, std::optional<Dictionary> values,
 
 void EventDispatch::callServerWithEventName(const std::string& name, const std::optional<Dictionary>& eventValues,
                                             std::uint64_t options, Completion completion) {
+  assert(with_.serial.isCurrent());
   if (!checkConfiguration(completion)) return;
   auto request = std::make_shared<Request>(Request{.options = options,
                                                    .parameters = buildParameters(name, eventValues, options),
@@ -259,8 +278,8 @@ void EventDispatch::didAnswer(const std::shared_ptr<TXSDKOperation>& operation, 
   if (completion) completion(Dictionary{{"statusCode", statusCode}}, error);
   const TXSDKEvent& event = *operation->userObject();
   if (error && statusCode == 0) {
-    const bool canBeDelivered = event.URL && isURL(*event.URL);
-    return operation->finishWithStatusCode(canBeDelivered ? operationStatus::keptForRetry : operationStatus::delivered);
+    return operation->finishWithStatusCode(isAddressRefused(event, *error) ? operationStatus::delivered
+                                                                           : operationStatus::keptForRetry);
   }
   if (!event.isUncounted()) {
     if (event.has(TXEventOptionLaunch)) {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -108,14 +109,18 @@ class DispatchBufferDelegate final : public TXSDKBufferProtocol {
   DispatchBufferDelegate(TXSDKStorageProtocol& storage, TXSDKEventCache& cache) : storage_(storage), cache_(cache) {}
   void didFlushWithStatusCodes(const std::vector<std::int64_t>& statusCodes, std::function<void()> commit,
                                std::function<void()> rollback) override;
-  void willReorderBuffer(TXSDKBuffer& buffer, std::vector<Element>& elements) override;
+  void willReorderBuffer(TXSDKBuffer& buffer, std::deque<Element>& elements) override;
   void didRemoveElement(const Element& element, TXSDKBuffer& buffer) override;
   void didLockElement(Element& element) override;
 
  private:
+  /// Fresh launches first; elements of equal rank keep their order.
+  void order(std::deque<Element>& elements);
+
   TXSDKStorageProtocol& storage_;
   TXSDKEventCache& cache_;
   std::atomic<bool> didSwitchAutoFlush_{false};
+  std::size_t orderedCount_ = 0;  // the buffer's queue only: how many elements were last left in order
 };
 
 }  // namespace trovix

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <cassert>
 #include <cmath>
 #include <utility>
 
@@ -67,6 +68,7 @@ void LaunchLifecycle::sendRemoteDebuggingData() {
 }
 
 void LaunchLifecycle::launch(TrovixLib::Completion completion) {
+  assert(with_.serial.isCurrent());
   TX_LOG(debug, "Start");
   const std::optional<std::string> timestamp = with_.storage.stringForKey(storageKey::installTimestamp);
   const bool isFirstLaunch = !timestamp;

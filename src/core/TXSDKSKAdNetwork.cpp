@@ -44,6 +44,12 @@ std::int64_t bitsCandidate(const SKAdRule& rule, const std::string& name) {
   return rule.sk_conversion_val | (std::int64_t{1} << position);
 }
 
+/// The names at their bits' positions. Storage has no null, and leaving one out would move the names behind it.
+Array namesAtBits(Array ev) {
+  std::replace(ev.begin(), ev.end(), Value(nullptr), Value(false));
+  return ev;
+}
+
 }  // namespace
 
 std::int64_t SKAdRuleIncrement(const SKAdRule& rule, std::int64_t value) noexcept {
@@ -109,7 +115,7 @@ SKAdRule TXSDKSKAdNetwork::makeRule(const Dictionary& rules, Dictionary& normali
     normalized.set("ex", rule.ex);
   }
   if (const Array* ev = rules.array("ev")) {
-    rule.ev = *ev;
+    rule.ev = namesAtBits(*ev);
     rule.mode = SKAdMode::eventBits;
     normalized.set("ev", rule.ev);
   }
@@ -117,7 +123,8 @@ SKAdRule TXSDKSKAdNetwork::makeRule(const Dictionary& rules, Dictionary& normali
     rule.ms = ms->boolValue() ? 1 : 0;
     normalized.set("ms", rule.ms);
   }
-  rule.sk_conversion_val = clampTo<std::int32_t>(storage_.integerForKey(storageKey::conversionValue));
+  // A negative number is none of ours: values start at 0 and only grow.
+  rule.sk_conversion_val = std::max(0, clampTo<std::int32_t>(storage_.integerForKey(storageKey::conversionValue)));
   if (rule.sk_conversion_val == 0 && rule.ms == 1) rule.sk_conversion_val = kStartWithHighBit;
   return rule;
 }
@@ -141,6 +148,7 @@ SKAdConfigurationResult TXSDKSKAdNetwork::didReceiveConfiguration(const std::opt
   if (!isStored) normalized.set("sk_exp", rule.sk_exp);
   {
     const platform::MutexLock lock(mutex_);
+    if (rule_.mode != SKAdMode::none) return SKAdConfigurationResult::alreadyInForce;
     rule_ = rule;
   }
   return isStored ? SKAdConfigurationResult::appliedFromStorage : registerWithPlatform(rule, normalized);
@@ -164,27 +172,31 @@ SKAdConfigurationResult TXSDKSKAdNetwork::registerWithPlatform(const SKAdRule& r
 
 std::int32_t TXSDKSKAdNetwork::willUpdateConversionValueWithName(const std::string& name,
                                                                  const std::optional<Dictionary>& values) {
-  std::int32_t raised = 0;
+  static const Dictionary none;
+  bool hasRule = false;
+  double end = 0;
+  std::int32_t raised = 0;  // a raised value is never 0
   platform::SKAdNetworkClass* adNetwork = nullptr;
   {
     const platform::MutexLock lock(mutex_);
-    if (rule_.mode == SKAdMode::none) {
-      TX_LOG(debug, "[SKAd] No SKAdRule found\n");
-      return 0;
+    hasRule = rule_.mode != SKAdMode::none;
+    end = rule_.sk_exp;
+    if (hasRule && !(platform_.clock.now() > end)) {
+      const std::int64_t candidate = SKAdRuleCandidate(rule_, name, values ? *values : none);
+      if (rule_.sk_conversion_val >= candidate) return -rule_.sk_conversion_val;
+      raised = rule_.sk_conversion_val = clampTo<std::int32_t>(candidate);
+      adNetwork = adNetwork_;
     }
-    if (platform_.clock.now() > rule_.sk_exp) {
-      TX_LOG(debug, "[SKAd] Times out. sk_exp = {:f}\n", rule_.sk_exp);
-      return 0;
-    }
-    const std::int64_t candidate = SKAdRuleCandidate(rule_, name, values.value_or(Dictionary()));
-    if (rule_.sk_conversion_val >= candidate) return -rule_.sk_conversion_val;
-    rule_.sk_conversion_val = clampTo<std::int32_t>(candidate);
-    raised = rule_.sk_conversion_val;
-    adNetwork = adNetwork_;
   }
-  storage_.setInteger(raised, storageKey::conversionValue);
-  if (adNetwork != nullptr && adNetwork->respondsToUpdateConversionValue()) adNetwork->updateConversionValue(raised);
-  TX_LOG(debug, "[SKAd] updateConversionValue: {}\n", raised);
+  if (!hasRule) {
+    TX_LOG(debug, "[SKAd] No SKAdRule found\n");
+  } else if (raised == 0) {
+    TX_LOG(debug, "[SKAd] Times out. sk_exp = {:f}\n", end);
+  } else {
+    storage_.setInteger(raised, storageKey::conversionValue);
+    if (adNetwork != nullptr && adNetwork->respondsToUpdateConversionValue()) adNetwork->updateConversionValue(raised);
+    TX_LOG(debug, "[SKAd] updateConversionValue: {}\n", raised);
+  }
   return raised;
 }
 

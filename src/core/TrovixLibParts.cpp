@@ -89,7 +89,7 @@ TrovixLib::Parts::Parts(platform::Platform& platform)
       cache(platform.fileSystem, platform.directories, platform.clock),
       buffer(makeBuffer(platform)),
       bufferDelegate(*storage, cache),
-      deepLinkDelivery(platform, settings),
+      deepLinkDelivery(platform, settings, lifetime),
       deepLinks({.platform = platform,
                  .serial = *serial,
                  .settings = settings,

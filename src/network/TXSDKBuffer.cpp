@@ -56,7 +56,7 @@ bool TXSDKBuffer::isFlushing() const {
 
 std::vector<TXSDKBuffer::Element> TXSDKBuffer::currentElements() const {
   const MutexLock lock(mutex_);
-  return pendingElements_.copy();
+  return {pendingElements_.begin(), pendingElements_.end()};
 }
 
 std::vector<TXSDKBuffer::Element> TXSDKBuffer::lockedElements() const {
@@ -80,6 +80,8 @@ void TXSDKBuffer::flush() {
 }
 
 void TXSDKBuffer::flushIfNeeded() {
+  // A flush that is only remembered must not fall between the end of a batch and the look at what was remembered.
+  if (!bufferQueue_->isCurrent()) return post(*bufferQueue_, [](TXSDKBuffer& self) { self.flushIfNeeded(); });
   if (!isFull()) return;
   if (isFlushing()) {
     doFlushWhenCompleted_ = true;
@@ -96,7 +98,7 @@ void TXSDKBuffer::addPending(Element element) {
   evictOldest();
   {
     const MutexLock lock(mutex_);
-    pendingElements_.append(element);
+    pendingElements_.push_back(element);
   }
   if (const auto debug = debugDelegate()) debug->didAddElement(element);
   reorder();
@@ -108,25 +110,25 @@ void TXSDKBuffer::evictOldest() {
   {
     const MutexLock lock(mutex_);
     if (std::cmp_less(pendingElements_.size(), bufferSize_)) return;
-    oldest = pendingElements_.first();
+    oldest = pendingElements_.front();
   }
   didRemove(oldest);
   const MutexLock lock(mutex_);
-  (void)pendingElements_.takeFirst();
+  pendingElements_.pop_front();
 }
 
 void TXSDKBuffer::reorder() {
   const auto decider = delegate();
   if (!decider) return;
-  std::vector<Element> elements;
+  std::deque<Element> elements;
   {
     const MutexLock lock(mutex_);
-    elements = pendingElements_.handOut();
+    elements.swap(pendingElements_);
     handedOut_ = elements.size();
   }
   decider->willReorderBuffer(*this, elements);
   const MutexLock lock(mutex_);
-  pendingElements_.takeBack(std::move(elements));
+  pendingElements_.swap(elements);
   handedOut_ = 0;
 }
 
@@ -138,8 +140,9 @@ void TXSDKBuffer::runBatch() {
       doFlushWhenCompleted_ = true;
       return;
     }
-    while (std::cmp_less(batch.size(), executingElementsSize_) && pendingElements_.size() > 0) {
-      batch.push_back(pendingElements_.takeFirst());
+    while (std::cmp_less(batch.size(), executingElementsSize_) && !pendingElements_.empty()) {
+      batch.push_back(std::move(pendingElements_.front()));
+      pendingElements_.pop_front();
     }
     executingElements_ = batch;
   }
@@ -221,7 +224,7 @@ void TXSDKBuffer::rollback() {
     const Element again = (*element)->copy();
     {
       const MutexLock lock(mutex_);
-      pendingElements_.putFirst(again);
+      pendingElements_.push_front(again);
     }
     if (debug) debug->didAddElement(again);
   }

@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>
 
-#include "network/PendingElements.h"
 #include "network/TXSDKOperation.h"
 #include "platform/Mutex.h"
 #include "trovix/platform/Queues.h"
@@ -24,7 +24,7 @@ class TXSDKBufferProtocol {
   virtual void didFlushWithStatusCodes(const std::vector<std::int64_t>& statusCodes, std::function<void()> commit,
                                        std::function<void()> rollback) = 0;
   /// May reorder or replace the pending elements in place.
-  virtual void willReorderBuffer(TXSDKBuffer& buffer, std::vector<Element>& elements) = 0;
+  virtual void willReorderBuffer(TXSDKBuffer& buffer, std::deque<Element>& elements) = 0;
   virtual void didRemoveElement(const Element& element, TXSDKBuffer& buffer) = 0;
   virtual void didLockElement(Element& element) = 0;
 };
@@ -104,7 +104,7 @@ class TXSDKBuffer : public std::enable_shared_from_this<TXSDKBuffer> {
 
   // The lists change on bufferQueue_ only; the mutex is for readers elsewhere and never held while calling out.
   mutable platform::Mutex mutex_;
-  PendingElements pendingElements_ TX_GUARDED_BY(mutex_);
+  std::deque<Element> pendingElements_ TX_GUARDED_BY(mutex_);
   /// How many pending elements the delegate is reordering.
   std::size_t handedOut_ TX_GUARDED_BY(mutex_) = 0;
   std::vector<Element> executingElements_ TX_GUARDED_BY(mutex_);

@@ -27,7 +27,8 @@ Result<Value> parseJson(const Data& bytes, bool allowFragments = false);
 [[nodiscard]] bool isValidJsonObject(const Value& value) noexcept;
 [[nodiscard]] bool isValidJsonObject(const Dictionary& dictionary) noexcept;
 
-/// Compact text; reals in their shortest exact form, "/" not escaped, ill-formed UTF-8 replaced by U+FFFD.
+/// Compact text; reals in the fewest digits that read back exactly, "/" not escaped, ill-formed UTF-8 replaced by
+/// U+FFFD.
 Result<std::string> writeJson(const Value& value);
 Result<std::string> writeJson(const Dictionary& dictionary);
 

@@ -59,11 +59,18 @@ void appendText(std::string& out, std::string_view text) {
   }
 }
 
-template <typename Number>
-void appendNumber(std::string& out, Number number) {
+void appendInteger(std::string& out, std::int64_t integer) {
   char buffer[32];
-  const auto end = std::to_chars(std::begin(buffer), std::end(buffer), number).ptr;
-  out.append(buffer, end);
+  out.append(buffer, std::to_chars(std::begin(buffer), std::end(buffer), integer).ptr);
+}
+
+// A million reads as 1000000 and not as 1e+06; only what lies far from 1 has an exponent.
+void appendReal(std::string& out, double real) {
+  char buffer[32];
+  const double size = std::fabs(real);
+  const bool isFarFromOne = size != 0 && (size < 1e-6 || size >= 1e21);
+  const auto form = isFarFromOne ? std::chars_format::scientific : std::chars_format::fixed;
+  out.append(buffer, std::to_chars(std::begin(buffer), std::end(buffer), real, form).ptr);
 }
 
 bool appendValue(std::string& out, const Value& value, std::size_t depth);
@@ -103,11 +110,11 @@ bool appendValue(std::string& out, const Value& value, std::size_t depth) {
       out += *value.boolean() ? "true" : "false";
       return true;
     case Value::Kind::integer:
-      appendNumber(out, value.integerValue());
+      appendInteger(out, value.integerValue());
       return true;
     case Value::Kind::real:
       if (!std::isfinite(value.doubleValue())) return false;
-      appendNumber(out, value.doubleValue());
+      appendReal(out, value.doubleValue());
       return true;
     case Value::Kind::string:
       appendText(out, *value.string());

@@ -107,9 +107,13 @@ TEST_F(EventDispatchTest, OrdersTheBufferByTheFreshLaunchBitsOnly) {
   execute(544, "firstlaunch");
   execute(288, "cold");
   execute(160, "searchads");
+  // What the network lost is in front of everything until the next one comes.
+  device->network.answerOnce("first", Answer::failure(platform::urlError::timedOut));
   device->network.release("first");
   device->runUntilIdle();
-  EXPECT_THAT(names(), ElementsAre("first", "cold", "searchads", "launch", "event", "firstlaunch"));
+  EXPECT_THAT(names(), ElementsAre("first"));
+  execute(16, "last");
+  EXPECT_THAT(names(), ElementsAre("first", "cold", "searchads", "first", "launch", "event", "firstlaunch", "last"));
 }
 
 TEST_F(EventDispatchTest, StampsCountersWhenTheRequestIsSent) {
@@ -180,7 +184,16 @@ TEST_F(EventDispatchTest, NeitherKeepsNorWaitsForWhatHasNoAddress) {
   EXPECT_EQ(cachedFileCount(), 0u);
   EXPECT_EQ(storage().inAppCnt(), 0);
   sdk->setHost("trovix.example", std::nullopt);
+  device->network.answerOnce("inapps.", Answer::failure(platform::urlError::badURL));
+  log("refused by the loader");
+  EXPECT_EQ(cachedFileCount(), 0u);
+  // A redirect to nowhere is not the event's fault.
+  device->network.answerOnce("inapps.", Answer{.error = Error(urlErrorDomain, platform::urlError::badURL,
+                                                              {{"NSErrorFailingURLStringKey", "nowhere"}})});
+  log("redirected");
+  EXPECT_EQ(cachedFileCount(), 1u);
   log("fine");
+  EXPECT_EQ(cachedFileCount(), 0u);
   EXPECT_EQ(lastSent("inapps.").text("eventName"), "fine");
 }
 

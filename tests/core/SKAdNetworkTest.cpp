@@ -13,7 +13,7 @@
 namespace trovix {
 namespace {
 
-using Result = SKAdConfigurationResult;
+using Outcome = SKAdConfigurationResult;
 
 Array eventNames(std::size_t count) {
   Array names;
@@ -32,7 +32,8 @@ struct Process {
 
   test::SimulatedDevice device;
   FrameworkLoader loader{device.frameworks};
-  std::unique_ptr<TXSDKStorageProtocol> storage = TXSDKStorageFactory(device.userDefaults, device.bundle).defaultStorage();
+  std::unique_ptr<TXSDKStorageProtocol> storage =
+      TXSDKStorageFactory(device.userDefaults, device.bundle).defaultStorage();
   TXSDKSKAdNetwork keeper{device.platform(), loader, *storage};
 };
 
@@ -61,6 +62,7 @@ TEST(SKAdRule, GivesTheCandidateOfEachMode) {
       {"a tiny divisor is capped", {{"ex", 10}, {"di", 1e-308}}, "tx_purchase", {{"tx_price", 1}}, 63},
       {"a refund", revenue, "tx_purchase", {{"tx_price", -5}}, 0},
       {"a position is a bit", narrowBits, "e2", {}, 4},
+      {"a null keeps its position", {{"ev", Array{"e0", nullptr, "e2"}}}, "e2", {}, 4},
       {"a high position without the sixth bit", narrowBits, "e5", {}, 0},
       {"a high position with it", {{"ev", eventNames(7)}, {"ms", 1}}, "e5", {}, -32},
       {"a low position with it", {{"ev", eventNames(7)}, {"ms", 1}}, "e1", {}, 34},
@@ -73,7 +75,7 @@ TEST(SKAdRule, GivesTheCandidateOfEachMode) {
   };
   for (const Case& c : cases) {
     Process process;
-    EXPECT_EQ(process.keeper.didReceiveConfiguration(rules(c.rule)), Result::applied) << c.about;
+    EXPECT_EQ(process.keeper.didReceiveConfiguration(rules(c.rule)), Outcome::applied) << c.about;
     EXPECT_EQ(process.update(c.event, c.values), c.expected) << c.about;
   }
 }
@@ -82,11 +84,11 @@ TEST(SKAdRule, StaysAsItIsOnceAppliedAndIsKeptForTheNextProcess) {
   const auto disk = std::make_shared<test::SimulatedDisk>();
   {
     Process process(disk);
-    EXPECT_EQ(process.keeper.didReceiveConfiguration(std::nullopt), Result::notADictionary);
-    EXPECT_EQ(process.keeper.didReceiveConfiguration(Value("text")), Result::notADictionary);
-    EXPECT_EQ(process.keeper.didReceiveConfiguration(Dictionary{{"other", 1}}), Result::noRules);
-    EXPECT_EQ(process.keeper.didReceiveConfiguration(rules({{"ev", eventNames(3)}, {"wi", 1}})), Result::applied);
-    EXPECT_EQ(process.keeper.didReceiveConfiguration(rules({{"en", "late"}})), Result::alreadyInForce);
+    EXPECT_EQ(process.keeper.didReceiveConfiguration(std::nullopt), Outcome::notADictionary);
+    EXPECT_EQ(process.keeper.didReceiveConfiguration(Value("text")), Outcome::notADictionary);
+    EXPECT_EQ(process.keeper.didReceiveConfiguration(Dictionary{{"other", 1}}), Outcome::noRules);
+    EXPECT_EQ(process.keeper.didReceiveConfiguration(rules({{"ev", eventNames(3)}, {"wi", 1}})), Outcome::applied);
+    EXPECT_EQ(process.keeper.didReceiveConfiguration(rules({{"en", "late"}})), Outcome::alreadyInForce);
     EXPECT_EQ(process.update("e1"), 2);
     EXPECT_EQ(process.update("e1"), -2) << "nothing rises, nothing is told";
     EXPECT_EQ(process.device.frameworks.network.registrationCount, 1u);
@@ -109,7 +111,7 @@ TEST(SKAdRule, StaysAsItIsOnceAppliedAndIsKeptForTheNextProcess) {
 TEST(SKAdRule, IsNotKeptWhenThePlatformCannotRegister) {
   Process process;
   process.device.frameworks.network.canRegister = false;
-  EXPECT_EQ(process.keeper.didReceiveConfiguration(rules({{"en", "level"}, {"wi", 1e300}})), Result::cannotRegister);
+  EXPECT_EQ(process.keeper.didReceiveConfiguration(rules({{"en", "level"}, {"wi", 1e300}})), Outcome::cannotRegister);
   EXPECT_FALSE(process.storage->dictionaryForKey(storageKey::conversionRules));
   EXPECT_EQ(process.update("level"), 1) << "the rule is in force all the same, its window bounded";
 }

@@ -42,7 +42,7 @@ std::int64_t codeOf(const URLResult& result) {
 std::string bodyOf(const URLResult& result) { return {result.data.begin(), result.data.end()}; }
 
 struct Loader {
-  explicit Loader(CurlOptions options = {}) : sessions(std::move(options), queues, queues.hub()) {}
+  explicit Loader(CurlOptions options = {}) : sessions(std::move(options), queues) {}
   URLResult operator()(URLRequest request) { return load(sessions.shared(), std::move(request)); }
 
   LinuxQueues queues{MainQueueMode::hostLoop, nullptr};

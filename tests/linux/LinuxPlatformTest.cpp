@@ -114,7 +114,7 @@ TEST_F(LinuxPlatformTest, TheChildOfAForkIsInert) {
       queue->postAfter(1us, [] {});
     }
   });
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 8; ++i) {
     const pid_t child = ::fork();
     if (child == 0) {
       ::alarm(10);

@@ -56,6 +56,24 @@ TEST_F(LinuxQueuesTest, SerialQueueKeepsItsOrderAndOutlivesItsHandle) {
   }
 }
 
+TEST_F(LinuxQueuesTest, ATaskThatBlocksHoldsUpItsOwnQueueOnly) {
+  std::promise<void> released;
+  std::vector<int> seen;
+  const auto blocked = queues.makeSerialQueue("blocked");
+  const auto other = queues.makeSerialQueue("other");
+  blocked->post([&] {
+    released.get_future().wait();
+    seen.push_back(2);
+  });
+  blocked->post([&] { seen.push_back(3); });
+  other->postAfter(1ms, [&] {
+    seen.push_back(1);
+    released.set_value();
+  });
+  ASSERT_TRUE(serveUntil([&] { return queues.hub()->isIdle(); }));
+  EXPECT_THAT(seen, ElementsAre(1, 2, 3));
+}
+
 TEST_F(LinuxQueuesTest, DelayedTasksRunInTheOrderOfTheirTimes) {
   std::vector<int> seen;
   const auto queue = queues.makeSerialQueue("test");

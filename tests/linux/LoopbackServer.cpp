@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 
 namespace trovix::test {
@@ -88,6 +89,11 @@ void LoopbackServer::accept() {
 }
 
 void LoopbackServer::serve(int socket) {
+  // A client that refuses the certificate hangs up while OpenSSL still writes.
+  sigset_t brokenPipe;
+  sigemptyset(&brokenPipe);
+  sigaddset(&brokenPipe, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
   const std::unique_ptr<SSL, void (*)(SSL*)> ssl(tls_ ? SSL_new(tls_->context) : nullptr, SSL_free);
   if (ssl && (SSL_set_fd(ssl.get(), socket) != 1 || SSL_accept(ssl.get()) != 1)) return;
   std::string buffer;

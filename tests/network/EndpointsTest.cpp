@@ -8,38 +8,12 @@
 namespace trovix::test {
 namespace {
 
-TEST(Endpoints, FillTheDefaultTemplates) {
-  const std::pair<const char*, const char*> expected[] = {
-      {"Launches", "launches.t/api/v3/ios4?app_id=5&buildnumber=6"},
-      {"Conversions", "conversions.t/api/v3/ios4?app_id=5&buildnumber=6"},
-      {"Attr", "attr.t/api/v3/ios4?app_id=5&buildnumber=6"},
-      {"InApps", "inapps.t/api/v3/ios4?app_id=5&buildnumber=6"},
-      {"AdRevenue", "adrevenue.t/api/v3/ios?app_id=4&buildnumber=5"},
-      {"GCD", "gcdsdk.t/install_data/v4.0/id3?devkey=4&device_id=5"},
-      {"RemoteDebug", "monitorsdk.t/remote-debug?app_id=3&device_tracking_disabled=4"},
-      {"ReceiptValidationInApp", "validate.t/api/v3/iosevent?app_id=4&buildnumber=5"},
-      {"ReceiptValidation",
-       "sdk-services.t/validate-ios-receipt-server?app_id=3&trovix_id=4&dev_key=5&sandbox=6&tran_id=7&JBDevice=8"},
-      {"Uninstall", "register.t/api/v3/iosevent?buildnumber=4&app_id=5"},
-      {"Stats", "stats.t/stats?app_id=3"},
-      {"Impression", "impression.t"},
-      {"VeyraGet", "veyra.t3"},
-      {"VeyraCreate", "veyra.t/shortlink-sdk/v1/3"},
-      {"DDL", "dlsdk.t/v1.0/ios/id3?sdk_version=4&tx_sig=5"},
-      {"SKRules", "skadsdk.t/api/v1.0/rules?uid=3&app_id=id4&currency=5"},
-      {"SKConversionValue", "skadsdkless.t/api/v1.0/conversion-value?uid=3&app_id=id4"},
-  };
-  static_assert(std::size(expected) == kEndpointCount);
-  for (std::size_t i = 0; i < kEndpointCount; ++i) {
-    const auto endpoint = static_cast<Endpoint>(i);
-    EXPECT_STREQ(endpointKindName(endpoint), expected[i].first);
-    EXPECT_EQ(TXSDKURLFormat(endpoint, {"p-", "t", "3", "4", "5", "6", "7", "8"}),
-              std::string("https://p-") + expected[i].second);
-  }
-}
-
 // Overrides last as long as the process, so this tells one story.
-TEST(Endpoints, OverridesMayKeepOrDropTheHostArguments) {
+TEST(Endpoints, FillTheirTemplatesAndTakeOverrides) {
+  EXPECT_EQ(TXSDKURLFormat(Endpoint::launches, {"", "example.test", "6.2", "event", "123", "6.2.2"}),
+            "https://launches.example.test/api/v6.2/iosevent?app_id=123&buildnumber=6.2.2");
+  EXPECT_EQ(TXSDKURLFormat(Endpoint::uninstall, {"p-", "t", "6.2", "6.2.2", "123"}),
+            "https://p-register.t/api/v6.2/iosevent?buildnumber=6.2.2&app_id=123");
   EXPECT_EQ(TXSDKURLFormat("100%% of %@ at %@", {std::nullopt, "a", "b"}), "100%% of (null) at a");
   EXPECT_EQ(TXSDKURLFormat("%@/%@/%@", {"a", "b"}), "a/b/(null)");
   ASSERT_FALSE(URLComparisonEnabled());

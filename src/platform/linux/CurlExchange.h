@@ -31,7 +31,7 @@ struct CurlOptions {
 /// Makes an easy handle with everything that all requests share; a null pointer when there is no memory.
 [[nodiscard]] void* makeCurlEasy(const CurlOptions& options);
 
-/// One request on the wire. It is bound to an easy handle while the multi handle drives it. I/O thread only.
+/// One request on the wire. It is bound to an easy handle while the multi handle drives it. One thread at a time.
 class CurlExchange {
  public:
   using Time = std::chrono::steady_clock::time_point;

@@ -5,6 +5,7 @@
 
 #include "platform/linux/CurlErrors.h"
 #include "platform/linux/CurlLoop.h"
+#include "platform/linux/LinuxQueues.h"
 #include "platform/linux/QueueHub.h"
 #include "trovix/platform/Queues.h"
 
@@ -35,8 +36,8 @@ class SessionTask : public URLSessionTask {
   const std::shared_ptr<const URLRequest> request_;
 };
 
-/// One task on its way through the wire, redirect by redirect. It belongs to one thread at a time: the I/O thread while
-/// a request is out, the session's queue while the redirect handler is asked and for the completion.
+/// One task on its way through the wire, redirect by redirect. It belongs to one at a time: the wire while a request is
+/// out, the session's queue while the redirect handler is asked and for the completion.
 class SessionLoad : public CurlLoad, public std::enable_shared_from_this<SessionLoad> {
  public:
   SessionLoad(std::shared_ptr<SessionState> session, std::uint64_t identifier,
@@ -119,30 +120,29 @@ class CurlURLSession : public URLSession {
   const std::shared_ptr<SessionState> state_;
 };
 
-std::shared_ptr<URLSession> makeCurlSession(std::shared_ptr<CurlLoop> loop, Queues& queues,
-                                            std::shared_ptr<QueueHub> hub, RedirectHandler handler) {
+std::shared_ptr<URLSession> makeCurlSession(std::shared_ptr<CurlLoop> loop, LinuxQueues& queues,
+                                            RedirectHandler handler) {
   auto state = std::make_shared<SessionState>();
   state->loop = std::move(loop);
   state->queue = queues.makeSerialQueue("url-session");
-  state->hub = std::move(hub);
+  state->hub = queues.hub();
   state->redirectHandler = std::move(handler);
   return std::make_shared<CurlURLSession>(std::move(state));
 }
 
 }  // namespace
 
-CurlURLSessions::CurlURLSessions(CurlOptions options, Queues& queues, std::shared_ptr<QueueHub> hub)
+CurlURLSessions::CurlURLSessions(CurlOptions options, LinuxQueues& queues)
     : queues_(queues),
-      hub_(std::move(hub)),
-      loop_(std::make_shared<CurlLoop>(std::move(options))),
-      shared_(makeCurlSession(loop_, queues_, hub_, nullptr)) {}
+      loop_(std::make_shared<CurlLoop>(std::move(options), queues.serialPool())),
+      shared_(makeCurlSession(loop_, queues_, nullptr)) {}
 
 CurlURLSessions::~CurlURLSessions() {
-  if (hub_->isOwnProcess()) (void)stopUntil(std::chrono::steady_clock::now() + stopLimit);
+  if (queues_.hub()->isOwnProcess()) (void)stopUntil(std::chrono::steady_clock::now() + stopLimit);
 }
 
 std::shared_ptr<URLSession> CurlURLSessions::makeSession(RedirectHandler redirectHandler) {
-  return makeCurlSession(loop_, queues_, hub_, std::move(redirectHandler));
+  return makeCurlSession(loop_, queues_, std::move(redirectHandler));
 }
 
 std::shared_ptr<URLSession> CurlURLSessions::makeBackgroundSession(const std::string&) { return makeSession(nullptr); }

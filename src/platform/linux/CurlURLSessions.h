@@ -10,15 +10,15 @@
 namespace trovix::platform {
 
 class CurlLoop;
-class QueueHub;
-class Queues;
+class LinuxQueues;
 
-/// Sessions over libcurl. All share one I/O thread with its connections. Completions and redirect questions run on a
-/// serial queue of their session, never on the I/O thread, so that a slow one holds up no transfer; on the way back to
-/// another serial queue that costs nothing, since serial queues share a thread. Cookies are off and nothing is cached.
+/// Sessions over libcurl. The thread of the serial queues drives the wire as well, so a request that a task starts and
+/// the completion that follows it cost no wake-up, and the queues' second thread drives it past a task that does not
+/// return. Completions and redirect questions run on a serial queue of their session. Cookies are off and nothing is
+/// cached.
 class CurlURLSessions : public URLSessions {
  public:
-  CurlURLSessions(CurlOptions options, Queues& queues, std::shared_ptr<QueueHub> hub);
+  CurlURLSessions(CurlOptions options, LinuxQueues& queues);
   /// Stops, within two seconds, unless that was done.
   ~CurlURLSessions() override;
 
@@ -27,12 +27,11 @@ class CurlURLSessions : public URLSessions {
   /// Linux lets a process in the background load on, so this is a session like any other.
   [[nodiscard]] std::shared_ptr<URLSession> makeBackgroundSession(const std::string& identifier) override;
 
-  /// Abandons what is on the wire: no completion is called any more. Answers whether the I/O thread ended in time.
+  /// Abandons what is on the wire: no completion is called any more. False when that took too long.
   bool stopUntil(std::chrono::steady_clock::time_point deadline);
 
  private:
-  Queues& queues_;
-  const std::shared_ptr<QueueHub> hub_;
+  LinuxQueues& queues_;
   const std::shared_ptr<CurlLoop> loop_;
   const std::shared_ptr<URLSession> shared_;
 };

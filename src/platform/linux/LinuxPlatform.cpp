@@ -79,7 +79,7 @@ struct LinuxPlatform::Services {
         frameworks(profile, std::move(options.adNetworkObserver)),
         classes(profile),
         queues(options.mainQueueMode, std::move(options.mainExecutor)),
-        sessions(curlOptions(options), queues, queues.hub()) {}
+        sessions(curlOptions(options), queues) {}
 
   /// Whether every thread ended, so that the services may go.
   bool end(std::chrono::nanoseconds limit) {

@@ -23,8 +23,8 @@ constexpr std::chrono::seconds shutDownLimit(2);
 
 LinuxQueues::LinuxQueues(MainQueueMode mode, std::function<void(std::function<void()>)> mainExecutor)
     : hub_(std::make_shared<QueueHub>()),
-      serialPool_(std::make_shared<WorkerPool>("trovix-serial", 1)),
-      globalPool_(std::make_shared<WorkerPool>("trovix-global", 2)),
+      serialPool_(std::make_shared<WorkerPool>("trovix-serial", WorkerPool::Kind::relieved)),
+      globalPool_(std::make_shared<WorkerPool>("trovix-global", WorkerPool::Kind::pair)),
       delayed_(std::make_shared<DelayedTasks>(hub_, serialPool_)),
       mainQueue_(std::make_shared<LinuxMainQueue>(mode, std::move(mainExecutor), hub_, delayed_)),
       globalQueue_(std::make_shared<PoolQueue>(QueueServices{hub_, globalPool_, delayed_})) {}

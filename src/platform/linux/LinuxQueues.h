@@ -16,7 +16,8 @@ class QueueHub;
 class WorkerPool;
 
 /// Queues over two small pools of threads. All serial queues share one thread: their tasks are short, and work that is
-/// handed from one to the next costs no wake-up. The global queue, whose tasks may block, has threads of its own.
+/// handed from one to the next costs no wake-up. A task that keeps the thread holds up its own queue only: a second
+/// thread then runs the others. The global queue, whose tasks may block, has threads of its own.
 class LinuxQueues : public Queues {
  public:
   LinuxQueues(MainQueueMode mode, std::function<void(std::function<void()>)> mainExecutor);
@@ -32,6 +33,8 @@ class LinuxQueues : public Queues {
 
   [[nodiscard]] LinuxMainQueue& linuxMainQueue() noexcept { return *mainQueue_; }
   [[nodiscard]] const std::shared_ptr<QueueHub>& hub() const noexcept { return hub_; }
+  /// What the serial queues run on.
+  [[nodiscard]] const std::shared_ptr<WorkerPool>& serialPool() const noexcept { return serialPool_; }
 
   /// Runs what waits, delayed tasks included, serving the main queue on the calling thread. Delayed tasks that these
   /// leave behind fall due too, a few times over. May be called from a task: that task then counts as ended.

@@ -8,16 +8,16 @@
 namespace trovix::platform {
 namespace {
 
-constexpr const char* schema =
+constexpr const char* keychainSchema =
     "CREATE TABLE IF NOT EXISTS items (id INTEGER PRIMARY KEY, class TEXT NOT NULL, account TEXT NOT NULL, "
     "service TEXT NOT NULL, generic TEXT, accessible TEXT, sealed BLOB NOT NULL, UNIQUE (class, account, service))";
-constexpr const char* selectText =
+constexpr const char* selectItemText =
     "SELECT id, class, account, service, generic, accessible, sealed FROM items WHERE (?1 IS NULL OR class = ?1) "
     "AND (?2 IS NULL OR account = ?2) AND (?3 IS NULL OR service = ?3) AND (?4 IS NULL OR generic = ?4) "
     "AND (?5 IS NULL OR accessible = ?5) ORDER BY id";
 constexpr const char* writeText =
     "REPLACE INTO items (class, account, service, generic, accessible, sealed, id) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7)";
-constexpr const char* deleteText = "DELETE FROM items WHERE id = ?1";
+constexpr const char* deleteItemText = "DELETE FROM items WHERE id = ?1";
 
 // In the order of the columns; the first three are the identity.
 constexpr std::array attributeNames = {keychainAttribute::itemClass, keychainAttribute::account,
@@ -90,7 +90,7 @@ struct SqliteKeychain::Item {
 };
 
 SqliteKeychain::SqliteKeychain(const std::string& directory, SystemLog& log)
-    : keyPath_(directory + "/keychain.key"), log_(log), database_(directory + "/keychain.sqlite", schema) {}
+    : keyPath_(directory + "/keychain.key"), log_(log), database_(directory + "/keychain.sqlite", keychainSchema) {}
 
 SqliteKeychain::~SqliteKeychain() = default;
 
@@ -203,7 +203,7 @@ SqliteKeychain::Ending SqliteKeychain::removeMatching(const Item& query) {
 
 SqliteOutcome SqliteKeychain::readMatching(const Item& query, std::vector<Item>& items) {
   SqliteStatement select;
-  SqliteOutcome outcome = database_.prepare(selectText, select);
+  SqliteOutcome outcome = database_.prepare(selectItemText, select);
   if (outcome != SqliteOutcome::done) return outcome;
   for (std::size_t i = 0; i < attributeNames.size(); ++i) {
     if (query.attributes[i]) select.bind(static_cast<int>(i) + 1, std::string_view(*query.attributes[i]));
@@ -249,7 +249,7 @@ SqliteKeychain::Ending SqliteKeychain::writeItem(const Item& item) {
 
 SqliteOutcome SqliteKeychain::deleteItem(std::int64_t identifier) {
   SqliteStatement statement;
-  if (const auto outcome = database_.prepare(deleteText, statement); outcome != SqliteOutcome::done) return outcome;
+  if (const auto outcome = database_.prepare(deleteItemText, statement); outcome != SqliteOutcome::done) return outcome;
   statement.bind(1, identifier);
   return statement.run();
 }

@@ -10,7 +10,7 @@
 namespace trovix::platform {
 namespace {
 
-constexpr std::streamsize maximumFileSize = 1024 * 1024;
+constexpr std::streamsize maximumZoneFileSize = 1024 * 1024;
 constexpr std::size_t headerSize = 44;
 
 bool isZoneName(std::string_view name) {
@@ -26,8 +26,8 @@ Data readZoneFile(const std::string& name) {
   std::error_code failure;
   if (!std::filesystem::is_regular_file(path, failure)) return {};
   std::ifstream file(path, std::ios::binary);
-  Data bytes(maximumFileSize);
-  file.read(reinterpret_cast<char*>(bytes.data()), maximumFileSize);
+  Data bytes(maximumZoneFileSize);
+  file.read(reinterpret_cast<char*>(bytes.data()), maximumZoneFileSize);
   bytes.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
   return bytes;
 }

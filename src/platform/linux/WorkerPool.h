@@ -1,7 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -19,13 +22,22 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
     virtual ~Job() = default;
     virtual void run() = 0;
   };
+  enum class Kind : std::uint8_t {
+    /// One thread, so that jobs hand on to each other without a wake-up. While a job of its does not return, a second
+    /// one, which sleeps otherwise, runs the others.
+    relieved,
+    /// Two threads, for jobs that may block.
+    pair,
+  };
 
-  WorkerPool(const char* name, std::size_t threadCount);
+  WorkerPool(const char* name, Kind kind);
   ~WorkerPool();
 
   void post(std::shared_ptr<Job> job);
   /// Runs the job at that time, in place of an earlier alarm. The caller keeps other calls of this out meanwhile.
   void setAlarm(std::chrono::steady_clock::time_point when, std::weak_ptr<Job> job);
+  /// Runs the job whenever the descriptor, of which the pool keeps a duplicate, is readable. Once per pool.
+  void watch(int descriptor, std::weak_ptr<Job> job);
   /// One more thread, to stand in for one that does not come back.
   void addThread();
   /// Whether the caller is a thread of this pool.
@@ -35,14 +47,25 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
 
  private:
   struct Context;
+  enum class Role : std::uint8_t { worker, relief };
 
   void ensureStarted();
-  bool startThread() TX_REQUIRES(mutex_);
+  bool startThread(Role role) TX_REQUIRES(mutex_);
+  void execute(Job& job);
+  void awaitReadable(std::weak_ptr<Job> job);
+  void wakeRelief();
+  void watchOver();
+  bool hasBeenStuck(std::uint64_t& seen) TX_REQUIRES(mutex_);
 
   const char* const name_;
-  const std::size_t threadCount_;
+  const Kind kind_;
   const std::unique_ptr<Context> context_;
+  /// Jobs of the one worker that began and that ended: odd while it is in one.
+  std::atomic<std::uint64_t> beat_{0};
+  std::atomic<bool> isReliefAsleep_{false};
+
   Mutex mutex_;
+  std::condition_variable_any changed_;
   std::vector<WorkerThread> threads_ TX_GUARDED_BY(mutex_);
   bool stopped_ TX_GUARDED_BY(mutex_) = false;
 };
