@@ -37,9 +37,33 @@ void split(std::string_view text, char separator, Take take) {
   }
 }
 
+bool isHexDigit(char c) noexcept { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+
+// What may stand in a URL at all. The parser counts on it in the parts that it has read when it meets something else.
+constexpr AllowedBytes kUrlBytes = [] {
+  AllowedBytes allowed = kQueryItemBytes;
+  for (const char c : std::string_view("%#&=")) allowed.of[static_cast<unsigned char>(c)] = true;
+  return allowed;
+}();
+
+/// Whether the text holds only what a URL may hold; brackets belong to the host alone.
+bool isMadeOfUrlBytes(std::string_view text) noexcept {
+  const std::size_t colon = std::min(text.find(':'), text.size());
+  const bool hasHost = text.substr(colon).starts_with("://");
+  const std::size_t hostEnd = hasHost ? std::min(text.find_first_of("/?#", colon + 3), text.size()) : 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    const bool isBracket = c == '[' || c == ']';
+    if (isBracket ? i >= hostEnd : !kUrlBytes.of[static_cast<unsigned char>(c)]) return false;
+    if (c == '%' && (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2]))) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::optional<Url> Url::parse(std::string_view text) {
+  if (text.empty() || !isMadeOfUrlBytes(text)) return std::nullopt;
   const auto parsed = boost::urls::parse_uri(boost::core::string_view(text.data(), text.size()));
   if (!parsed) return std::nullopt;
   const boost::urls::url_view& view = *parsed;

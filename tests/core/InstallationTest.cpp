@@ -12,7 +12,7 @@
 namespace trovix::test {
 namespace {
 
-using Status = Installation::OriginalIdStatus;
+using IdStatus = Installation::OriginalIdStatus;
 using Text = std::optional<std::string>;
 
 struct World {
@@ -27,27 +27,27 @@ TEST(InstallationTest, ResolvesTheOriginalIdentifier) {
   const struct {
     const char* name;
     Text stored, kept;
-    Status status;
+    IdStatus status;
     Text result;  // nothing: this installation's own
-  } cases[] = {{"both, equal", "A", "A", Status::stored, "A"},
-               {"both, different: the stored one wins", "A", "B", Status::stored, "A"},
-               {"fresh", std::nullopt, std::nullopt, Status::fresh, std::nullopt},
-               {"fresh, with an empty text", "", std::nullopt, Status::fresh, std::nullopt},
-               {"reinstalled", std::nullopt, "B", Status::reinstalled, "B"},
-               {"restored", "A", std::nullopt, Status::restored, "A"}};
+  } cases[] = {{"both, equal", "A", "A", IdStatus::stored, "A"},
+               {"both, different: the stored one wins", "A", "B", IdStatus::stored, "A"},
+               {"fresh", std::nullopt, std::nullopt, IdStatus::fresh, std::nullopt},
+               {"fresh, with an empty text", "", std::nullopt, IdStatus::fresh, std::nullopt},
+               {"reinstalled", std::nullopt, "B", IdStatus::reinstalled, "B"},
+               {"restored", "A", std::nullopt, IdStatus::restored, "A"}};
   for (const auto& testCase : cases) {
     SCOPED_TRACE(testCase.name);
     World world;
     if (testCase.stored) world.storage->setString(*testCase.stored, "TrovixOriginalUserId");
     if (testCase.kept) world.keychain->setString(*testCase.kept, "KCTrovixId");
-    world.storage->setInteger(testCase.status == Status::restored ? 7 : 0, "TrovixReInstallCounter");
+    world.storage->setInteger(testCase.status == IdStatus::restored ? 7 : 0, "TrovixReInstallCounter");
     const std::string expected = testCase.result.value_or(world.installation.getTrovixUID());
     EXPECT_EQ(world.installation.getOriginalTrovixId(), expected);
     EXPECT_EQ(world.installation.originalIdStatus(), testCase.status);
     EXPECT_EQ(world.storage->stringForKey("TrovixOriginalUserId"), expected);
     EXPECT_EQ(world.keychain->stringForKey("KCTrovixId"), testCase.kept.value_or(expected));
-    const bool isReinstalled = testCase.status == Status::reinstalled;
-    const bool isRestored = testCase.status == Status::restored;
+    const bool isReinstalled = testCase.status == IdStatus::reinstalled;
+    const bool isRestored = testCase.status == IdStatus::restored;
     EXPECT_EQ(world.keychain->stringForKey("KCTrovixRICounter"),
               isReinstalled ? Text("1") : (isRestored ? Text("7") : std::nullopt));
     EXPECT_EQ(world.storage->integerForKey("TrovixReInstallCounter"), isReinstalled ? 1 : (isRestored ? 7 : 0));

@@ -3,8 +3,6 @@
 namespace trovix::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 Array forever(Dictionary answer) {
@@ -20,7 +18,7 @@ TEST(LinksTest, EspLinksAreFollowedWithinTheirDomainsAndDeliveredWhateverHappens
   const struct {
     const char* name;
     Dictionary scenario;
-    std::vector<std::string> redirects;
+    Array redirects;
     const char* resolved;
     const char* status;
   } cases[] = {
@@ -33,7 +31,11 @@ TEST(LinksTest, EspLinksAreFollowedWithinTheirDomainsAndDeliveredWhateverHappens
        "302"},
       {"a link that is no redirect", {{"host:click.mail.test", forever({{"body", "hello"}})}}, {}, kMail, "200"},
       {"plain HTTP", {{"host:click.mail.test", redirectTo("http://one.mail.test/r")}}, {"one.mail.test"}, kMail, "-1"},
-      {"a circle", {{"host:click.mail.test", redirectTo("https://click.mail.test/c")}}, {}, kMail, "-1"},
+      {"a circle",
+       {{"host:click.mail.test", redirectTo("https://click.mail.test/c")}},
+       Array(16, "click.mail.test"),
+       kMail,
+       "-1"},
       {"no answer", {{"host:click.mail.test", forever({{"close", "beforeHeaders"}})}}, {}, kMail, "-1"},
   };
   for (const auto& row : cases) {
@@ -45,17 +47,14 @@ TEST(LinksTest, EspLinksAreFollowedWithinTheirDomainsAndDeliveredWhateverHappens
     app.sdk.handleOpenURL(kMail, std::nullopt);
     const auto heard = app.hearing.of("attribution");
     ASSERT_THAT(heard, SizeIs(1));
-    EXPECT_EQ(*heard[0].data.string("tx_deeplink"), kMail);
-    EXPECT_EQ(*heard[0].data.string("link"), row.resolved);
+    EXPECT_EQ(description(heard[0].data.find("tx_deeplink")), kMail);
+    EXPECT_EQ(description(heard[0].data.find("link")), row.resolved);
     EXPECT_EQ(textAt(heard[0].data, "tx_deeplink_r", "res"), row.resolved);
     EXPECT_EQ(textAt(heard[0].data, "tx_deeplink_r", "status"), row.status);
-    if (!row.redirects.empty()) {
-      const Array* redirects = heard[0].data.dictionary("tx_deeplink_r")->array("redirects");
-      ASSERT_NE(redirects, nullptr);
-      EXPECT_EQ(*redirects, Array(row.redirects.begin(), row.redirects.end()));
-    }
+    EXPECT_EQ(textAt(heard[0].data, "tx_deeplink_r", "redirects"),
+              row.redirects.empty() ? "(missing)" : description(Value(row.redirects)));
     for (const Dictionary& request : world.collector.requests()) {
-      EXPECT_NE(*request.string("host"), "shop.test") << "the application's link is not for us to open";
+      EXPECT_NE(description(request.find("host")), "shop.test") << "the application's link is not for us to open";
       EXPECT_EQ(textAt(request, "headers", "tx-esp"), "6.2.2");
     }
   }
@@ -70,12 +69,12 @@ TEST(LinksTest, AShortLinkIsExpandedAndTravelsWithTheNextLaunch) {
                                {});
   const auto heard = app.hearing.of("attribution");
   ASSERT_THAT(heard, SizeIs(1));
-  EXPECT_EQ(*heard[0].data.string("deep_link_value"), "shoes");
-  EXPECT_EQ(*heard[0].data.string("tx_sub1"), "xyz");
-  EXPECT_EQ(*heard[0].data.string("voucher"), "SPRING10");
+  EXPECT_EQ(description(heard[0].data.find("deep_link_value")), "shoes");
+  EXPECT_EQ(description(heard[0].data.find("tx_sub1")), "xyz");
+  EXPECT_EQ(description(heard[0].data.find("voucher")), "SPRING10");
   const Dictionary expansion = world.received("VeyraGet", 1)[0];
   EXPECT_EQ(textAt(expansion, "checks", "signature"), "1");
-  EXPECT_EQ(*expansion.string("path"), "/shortlink-sdk/v1/abc");
+  EXPECT_EQ(description(expansion.find("path")), "/shortlink-sdk/v1/abc");
   app.launch();
   const Dictionary launch = world.received("Conversions", 1)[0];
   expectGenuine(launch);
@@ -85,7 +84,7 @@ TEST(LinksTest, AShortLinkIsExpandedAndTravelsWithTheNextLaunch) {
   app.sdk.handleOpenURL("https://vy.trovix.example/abc/gone", std::nullopt);
   const auto failed = app.hearing.of("attributionFailure");
   ASSERT_THAT(failed, SizeIs(1));
-  EXPECT_EQ(*failed[0].error->userInfo().string(Error::failingURLStringKey),
+  EXPECT_EQ(description(failed[0].error->userInfo().find(Error::failingURLStringKey)),
             "https://veyra.trovix.example/shortlink-sdk/v1/abc?id=gone");
 }
 
@@ -99,8 +98,8 @@ TEST(LinksTest, TheDeferredDeepLinkIsAskedForOnceAnInstallAndNotWaitedForTooLong
     const auto heard = app.hearing.of("deepLink");
     ASSERT_THAT(heard, SizeIs(1));
     EXPECT_FALSE(heard[0].error);
-    EXPECT_EQ(*heard[0].data.string("deep_link_value"), "shoes");
-    EXPECT_EQ(*heard[0].data.find("deferred"), Value(true));
+    EXPECT_EQ(description(heard[0].data.find("deep_link_value")), "shoes");
+    EXPECT_EQ(description(heard[0].data.find("deferred")), "1");
     EXPECT_EQ(textAt(world.received("DDL", 1)[0], "checks", "signature"), "1");
     app.launch();
     world.received("Conversions", 1);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -85,6 +86,8 @@ class TROVIX_API LinuxPlatform {
 
  private:
   struct Services;
+  struct KeptServices;
+  static std::atomic<KeptServices*> keptServices;
   std::shared_ptr<Services> services_;
 };
 

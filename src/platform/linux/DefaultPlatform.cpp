@@ -6,17 +6,17 @@
 namespace trovix::platform {
 namespace {
 
-std::atomic<Platform*> chosen{nullptr};
+std::atomic<Platform*> installed{nullptr};
 
 }  // namespace
 
 Platform& defaultPlatform() {
-  if (auto* platform = chosen.load()) return *platform;
+  if (auto* platform = installed.load()) return *platform;
   // Never destroyed: it ends its work when the process does.
   static auto* const made = new LinuxPlatform;
   return made->services();
 }
 
-void setDefaultPlatform(Platform& platform) { chosen = &platform; }
+void setDefaultPlatform(Platform& platform) { installed = &platform; }
 
 }  // namespace trovix::platform

@@ -151,9 +151,19 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options) : services_(std::make
   (void)services_->directories.create(services_->fileSystem);
 }
 
+// Services that outlive their platform, reachable until the process has ended.
+struct LinuxPlatform::KeptServices {
+  std::shared_ptr<Services> services;
+  KeptServices* next = nullptr;
+};
+std::atomic<LinuxPlatform::KeptServices*> LinuxPlatform::keptServices{nullptr};
+
 LinuxPlatform::~LinuxPlatform() {
   // A thread that did not end in time, or that only the parent of a fork has, may still hold what it uses.
-  if (!services_->end(exitLimit)) new std::shared_ptr<Services>(std::move(services_));
+  if (services_->end(exitLimit)) return;
+  auto* const kept = new KeptServices{std::move(services_), keptServices.load()};
+  while (!keptServices.compare_exchange_weak(kept->next, kept)) {
+  }
 }
 
 Platform& LinuxPlatform::services() noexcept { return services_->platform; }

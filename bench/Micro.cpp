@@ -1,0 +1,272 @@
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Rig.h"
+#include "common/Log.h"
+#include "common/Version.h"
+#include "core/LinkText.h"
+#include "core/TXSDKSKAdNetwork.h"
+#include "network/TXSDKEvent.h"
+#include "platform/Url.h"
+#include "trovix/platform/UserDefaults.h"
+
+namespace trovix::bench {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+double secondsSince(SteadyClock::time_point begin) {
+  return std::chrono::duration<double>(SteadyClock::now() - begin).count();
+}
+
+/// One stopped SDK for everything that needs none of its own.
+Rig& sharedRig() {
+  static const TemporaryDirectory directory;
+  static Rig rig(directory.path());
+  static const bool once = [] {
+    rig.configure();
+    rig.sdk().setIsStopped(true);
+    rig.waitUntilIdle();
+    return true;
+  }();
+  static_cast<void>(once);
+  return rig;
+}
+
+TXSDKEvent makeEvent(Rig& rig) {
+  TrovixDictionary parameters = rig.parts().payload.getEventParameters(false);
+  Dictionary& dict = parameters.dict();
+  dict.set("event", "purchase");
+  dict.set("eventName", "purchase");
+  dict.set("eventvalue", jsonText(eventProperties()).value_or(""));
+  return {std::move(dict), "https://inapps.example.test/api/v6.2/iosevent?app_id=123456789", kSDKVersion,
+          eventOption::TXEventOptionInAppEvent};
+}
+
+// --- Logging --------------------------------------------------------------------------------------------------------
+
+void logOff(benchmark::State& state) {
+  int number = 0;
+  for (auto _ : state) {
+    // A copy: the log takes references, and a loop variable kept in memory for them would be what is measured.
+    TX_LOG(debug, "number {}", int{number});
+    benchmark::DoNotOptimize(++number);
+  }
+}
+BENCHMARK(logOff);
+
+std::atomic<std::uint32_t> bareFlag{0};
+
+void logOffBare(benchmark::State& state) {
+  int number = 0;
+  for (auto _ : state) {
+    if (bareFlag.load(std::memory_order_relaxed) != 0) [[unlikely]]
+      benchmark::DoNotOptimize(number = 0);
+    benchmark::DoNotOptimize(++number);
+  }
+}
+BENCHMARK(logOffBare);
+
+// --- logEvent
+// ---------------------------------------------------------------------------------------------------------
+
+// So few that all are logged before the first falls due: the caller is measured, not the work behind it.
+constexpr int kEventsLogged = 2000;
+
+void logEvent(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  const auto count = static_cast<std::size_t>(state.max_iterations);
+  std::vector<std::pair<std::string, Dictionary>> events(count, {"purchase", eventProperties()});
+  auto next = events.begin();
+  for (auto _ : state) {
+    rig.sdk().logEvent(std::move(next->first), std::move(next->second));
+    ++next;
+  }
+  rig.waitUntilIdle();
+}
+BENCHMARK(logEvent)->Iterations(kEventsLogged);
+
+void logEventCopied(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  const Dictionary properties = eventProperties();
+  for (auto _ : state) rig.sdk().logEvent("purchase", properties);
+  rig.waitUntilIdle();
+}
+BENCHMARK(logEventCopied)->Iterations(kEventsLogged);
+
+// --- Storage
+// ----------------------------------------------------------------------------------------------------------
+
+void storageRead(benchmark::State& state) {
+  platform::UserDefaults& defaults = sharedRig().platform().services().userDefaults.standard();
+  defaults.set("BenchText", Value("1700000000000-1234567"));
+  for (auto _ : state) benchmark::DoNotOptimize(defaults.string("BenchText"));
+}
+BENCHMARK(storageRead);
+
+void storageWrite(benchmark::State& state) {
+  platform::UserDefaults& defaults = sharedRig().platform().services().userDefaults.standard();
+  std::int64_t number = 0;
+  for (auto _ : state) defaults.set("BenchNumber", Value(++number));
+}
+BENCHMARK(storageWrite);
+
+// --- A request
+// --------------------------------------------------------------------------------------------------------
+
+void payload(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  for (auto _ : state) benchmark::DoNotOptimize(rig.parts().payload.getEventParameters(false));
+}
+BENCHMARK(payload);
+
+void checksum(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(rig.parts().checksum.calculate(1700000000123.0, "com.example.shop", devKey, false));
+  }
+}
+BENCHMARK(checksum);
+
+void json(benchmark::State& state) {
+  const TXSDKEvent event = makeEvent(sharedRig());
+  for (auto _ : state) benchmark::DoNotOptimize(event.data());
+  state.counters["bytes"] = static_cast<double>(event.data().value_or(Data()).size());
+}
+BENCHMARK(json);
+
+void encryption(benchmark::State& state) {
+  const TXSDKEvent event = makeEvent(sharedRig());
+  const std::optional<Data> data = event.data();
+  benchmark::DoNotOptimize(event.encryptWithData(data));  // derives the key, once in a process
+  for (auto _ : state) benchmark::DoNotOptimize(event.encryptWithData(data));
+}
+BENCHMARK(encryption);
+
+void encryptionBare(benchmark::State& state) {
+  const Data plain = makeEvent(sharedRig()).data().value_or(Data());
+  const std::uint8_t key[16] = {1, 2, 3};
+  const std::uint8_t vector[16] = {4, 5, 6};
+  std::vector<std::uint8_t> sealed(plain.size() + sizeof vector);
+  EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
+  for (auto _ : state) {
+    int length = 0;
+    int rest = 0;
+    EVP_EncryptInit_ex(context, EVP_aes_128_cbc(), nullptr, key, vector);
+    EVP_EncryptUpdate(context, sealed.data(), &length, plain.data(), static_cast<int>(plain.size()));
+    EVP_EncryptFinal_ex(context, sealed.data() + length, &rest);
+    benchmark::DoNotOptimize(sealed.data());
+    benchmark::ClobberMemory();
+  }
+  EVP_CIPHER_CTX_free(context);
+}
+BENCHMARK(encryptionBare);
+
+void cacheWrite(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  TXSDKEvent event = makeEvent(rig);
+  for (auto _ : state) {
+    const auto begin = SteadyClock::now();
+    rig.parts().cache.cacheEvent(event);
+    state.SetIterationTime(secondsSince(begin));
+    rig.parts().cache.deleteEvent(event);
+  }
+}
+BENCHMARK(cacheWrite)->UseManualTime();
+
+void cacheWriteBare(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  TXSDKEvent event = makeEvent(rig);
+  rig.parts().cache.cacheEvent(event);
+  const Data bytes(std::filesystem::file_size(event.filePath.value_or("")), 'x');
+  rig.parts().cache.deleteEvent(event);
+
+  const TemporaryDirectory directory;
+  const std::string path = directory.path() + "/event";
+  for (auto _ : state) {
+    const auto begin = SteadyClock::now();
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    const ssize_t written = write(file, bytes.data(), bytes.size());
+    close(file);
+    state.SetIterationTime(secondsSince(begin));
+    if (written != static_cast<ssize_t>(bytes.size())) state.SkipWithError("write failed");
+    unlink(path.c_str());
+  }
+  state.counters["bytes"] = static_cast<double>(bytes.size());
+}
+BENCHMARK(cacheWriteBare)->UseManualTime();
+
+/// All that an event costs between the caller and the wire.
+void wholeRequest(benchmark::State& state) {
+  Rig& rig = sharedRig();
+  for (auto _ : state) {
+    const auto begin = SteadyClock::now();
+    TXSDKEvent event = makeEvent(rig);
+    rig.parts().cache.cacheEvent(event);
+    event.sign(rig.parts().checksum);
+    benchmark::DoNotOptimize(event.encryptWithData(event.data()));
+    state.SetIterationTime(secondsSince(begin));
+    rig.parts().cache.deleteEvent(event);
+  }
+}
+BENCHMARK(wholeRequest)->UseManualTime();
+
+// --- Rules and links
+// ----------------------------------------------------------------------------------------------------
+
+void conversionRule(benchmark::State& state) {
+  SKAdRule rule;
+  rule.mode = SKAdMode::eventBits;
+  rule.ev = Array{"registration", "tutorial", "level", "purchase", "share", "subscription"};
+  const Dictionary properties = eventProperties();
+  for (auto _ : state) benchmark::DoNotOptimize(SKAdRuleCandidate(rule, "purchase", properties));
+}
+BENCHMARK(conversionRule);
+
+void link(benchmark::State& state) {
+  const auto length = static_cast<std::size_t>(state.range(0));
+  std::string text = "fb1234567890://authorize?access_token=EAAB1234567890abcdef";
+  for (int i = 0;; ++i) {
+    const std::string item = "&name" + std::to_string(i) + "=value%20" + std::to_string(i);
+    if (text.size() + item.size() > length) break;
+    text += item;
+  }
+  text.resize(length, 'x');
+  for (auto _ : state) {
+    const auto url = platform::Url::parse(linkWithoutAccessTokens(text));
+    if (!url) return state.SkipWithError("not a URL");
+    benchmark::DoNotOptimize(TrovixUtils::queryParametersFromURL(*url));
+  }
+}
+BENCHMARK(link)->Arg(200)->Arg(1 << 20);
+
+// --- Starting
+// -----------------------------------------------------------------------------------------------------------
+
+void ready(benchmark::State& state) {
+  for (auto _ : state) {
+    const TemporaryDirectory directory;
+    const auto begin = SteadyClock::now();
+    Rig rig(directory.path());
+    rig.waitForSerialQueue();
+    state.SetIterationTime(secondsSince(begin));
+    rig.platform().shutDown();
+  }
+}
+BENCHMARK(ready)->UseManualTime();
+
+}  // namespace
+}  // namespace trovix::bench
+
+BENCHMARK_MAIN();

@@ -1,0 +1,174 @@
+#include <curl/curl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "Rig.h"
+#include "apps/collector/Collector.h"
+#include "common/Version.h"
+#include "network/TXSDKEvent.h"
+
+namespace trovix::bench {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr int kMemoryEvents = 10'000;
+constexpr int kBurst = 3'000;
+constexpr int kRounds = 5;
+constexpr const char* kEventKind = "InApps";
+constexpr std::chrono::minutes kPatience{3};
+
+[[noreturn]] void fail(const char* what) {
+  std::fprintf(stderr, "bench_pipeline: %s\n", what);
+  std::exit(1);
+}
+
+/// Bytes of this process that are in memory.
+std::int64_t residentBytes() {
+  std::ifstream statistics("/proc/self/statm");
+  std::int64_t total = 0;
+  std::int64_t resident = 0;
+  statistics >> total >> resident;
+  return resident * sysconf(_SC_PAGESIZE);
+}
+
+/// When the first and the last event came in since it was reset.
+struct Arrivals {
+  std::atomic<std::int64_t> first{0};
+  std::atomic<std::int64_t> last{0};
+
+  void reset() { first = last = 0; }
+  void note(const Dictionary& request) {
+    const std::string* kind = request.string("kind");
+    if (kind == nullptr || *kind != kEventKind) return;
+    last = SteadyClock::now().time_since_epoch().count();
+    if (first == 0) first = last.load();
+  }
+  [[nodiscard]] double seconds() const {
+    return std::chrono::duration<double>(SteadyClock::duration(last - first)).count();
+  }
+};
+
+void logPaced(Rig& rig, int count) {
+  // Slower than the wire, so that no backlog is mistaken for growth.
+  constexpr std::chrono::microseconds kInterval{2000};
+  auto due = SteadyClock::now();
+  for (int i = 0; i < count; ++i, due += kInterval) {
+    std::this_thread::sleep_until(due);
+    rig.sdk().logEvent("purchase", Dictionary{{"price", 100}});
+  }
+}
+
+void await(const collector::Collector& server, std::size_t events) {
+  if (!server.waitForRequests(kEventKind, events, kPatience)) fail("events are missing");
+}
+
+double eventsPerSecond(Rig& rig, collector::Collector& server, Arrivals& arrivals) {
+  server.clearRequests();
+  arrivals.reset();
+  for (int i = 0; i < kBurst; ++i) rig.sdk().logEvent("purchase", eventProperties());
+  await(server, kBurst);
+  rig.waitUntilIdle();
+  return (kBurst - 1) / arrivals.seconds();
+}
+
+/// What the SDK sent last, made anew.
+struct Post {
+  std::string url;
+  std::string host;
+  Data body;
+};
+
+Post lastPost(const collector::Collector& server) {
+  const auto requests = server.requestsOfKind(kEventKind);
+  if (requests.empty()) fail("no request was recorded");
+  const Dictionary& request = requests.back();
+  const Dictionary* parameters = request.dictionary("parameters");
+  if (parameters == nullptr) fail("the request's body was not read");
+  const TXSDKEvent event(*parameters, *request.string("url"), kSDKVersion, eventOption::TXEventOptionInAppEvent);
+  return {*request.string("url"), *request.string("host"), event.encryptWithData(event.data())};
+}
+
+std::size_t discard(char*, std::size_t size, std::size_t count, void*) { return size * count; }
+
+double barePostsPerSecond(collector::Collector& server, Arrivals& arrivals, const Post& post) {
+  server.clearRequests();
+  arrivals.reset();
+  CURL* handle = curl_easy_init();
+  const std::string to = post.host + ":443:" + server.address();
+  curl_slist* connectTo = curl_slist_append(nullptr, to.c_str());
+  curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/octet-stream");
+  headers = curl_slist_append(headers, "Expect:");
+  curl_easy_setopt(handle, CURLOPT_URL, post.url.c_str());
+  curl_easy_setopt(handle, CURLOPT_CONNECT_TO, connectTo);
+  curl_easy_setopt(handle, CURLOPT_CAINFO, server.caFile().c_str());
+  curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
+  curl_easy_setopt(handle, CURLOPT_POSTFIELDS, post.body.data());
+  curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(post.body.size()));
+  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, discard);
+  for (int i = 0; i < kBurst; ++i) {
+    if (curl_easy_perform(handle) != CURLE_OK) fail("a bare request failed");
+  }
+  curl_easy_cleanup(handle);
+  curl_slist_free_all(headers);
+  curl_slist_free_all(connectTo);
+  await(server, kBurst);
+  return (kBurst - 1) / arrivals.seconds();
+}
+
+void run() {
+  Arrivals arrivals;
+  collector::Collector::Options options;
+  options.devKey = devKey;
+  options.onRequest = [&arrivals](const Dictionary& request) { arrivals.note(request); };
+  options.keptRequests = 1;
+  collector::Collector server(std::move(options));
+  if (!server.start()) fail("the collector does not start");
+
+  const TemporaryDirectory directory;
+  Rig rig(directory.path(), server.address(), server.caFile());
+  rig.configure();
+  rig.sdk().start();
+  if (!server.waitForRequests("*", 1, kPatience)) fail("no launch came in");
+  rig.waitUntilIdle();
+
+  const std::int64_t atStart = residentBytes();
+  logPaced(rig, kMemoryEvents / 10);
+  await(server, kMemoryEvents / 10);
+  rig.waitUntilIdle();
+  const std::int64_t early = residentBytes();
+  logPaced(rig, kMemoryEvents - kMemoryEvents / 10);
+  await(server, kMemoryEvents);
+  rig.waitUntilIdle();
+  const std::int64_t late = residentBytes();
+
+  // In turn, so that what else the machine does falls on both.
+  Post post;
+  for (int round = 0; round < kRounds; ++round) {
+    const double pipeline = eventsPerSecond(rig, server, arrivals);
+    post = lastPost(server);
+    const double bare = barePostsPerSecond(server, arrivals, post);
+    std::printf("round %.0f beside %.0f\n", pipeline, bare);
+  }
+  rig.platform().shutDown();
+
+  std::printf("body_bytes %zu\n", post.body.size());
+  std::printf("resident_start_kib %lld\n", static_cast<long long>(atStart / 1024));
+  std::printf("resident_1000_kib %lld\n", static_cast<long long>(early / 1024));
+  std::printf("resident_10000_kib %lld\n", static_cast<long long>(late / 1024));
+}
+
+}  // namespace
+}  // namespace trovix::bench
+
+int main() {
+  trovix::bench::run();
+  return 0;
+}
