@@ -14,6 +14,8 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfigVersio
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Quorrel)
 
+# Relative, so that the installed tree may be moved.
+file(RELATIVE_PATH QUORREL_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 foreach(library trovix quorrel)
   configure_file(cmake/${library}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
