@@ -34,7 +34,7 @@ struct QuorrelTrackerInfo {
   std::string trackerId;
 };
 
-/// Hears of changed attributions. Held weakly. An empty operation is one that is not implemented.
+/// Hears of changed attributions. Held weakly. An empty operation is passed over.
 struct QuorrelObserver {
   /// Called on the thread of the vendor's callback.
   std::function<void(const QRReferralsAttributionChangedInfo& info)> quorrelReferralsAttributionChanged;

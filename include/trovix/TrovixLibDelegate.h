@@ -10,7 +10,7 @@
 
 namespace trovix {
 
-/// What the host wants to hear. Held weakly by the SDK. An empty operation is one that is not implemented. All are
+/// What the host wants to hear. Held weakly by the SDK. An empty operation is passed over. All are
 /// called on the main queue, asynchronously, except the question for headers.
 struct TrovixLibDelegate {
   /// Printed in log lines.

@@ -101,8 +101,9 @@ void ConversionRuleFetcher::willRequestConversionValueAndUpdate() {
 
 void ConversionRuleFetcher::add(Request request) {
   auto event = std::make_shared<TXSDKEvent>(Dictionary(), "", "", request.options);
+  std::string operationId = request.operationPrefix + platform::randomUUIDString();
   with_.buffer.addElement(TXSDKOperation::Id(
-      request.operationPrefix + platform::randomUUIDString(), std::move(event),
+      std::move(operationId), std::move(event),
       with_.lifetime.guard([this, request = std::move(request)](const std::shared_ptr<TXSDKOperation>& operation) {
         send(request, operation);
       }),
