@@ -1,6 +1,6 @@
 #include "platform/Url.h"
 
-#include <boost/url/src.hpp>
+#include <algorithm>
 
 namespace trovix::platform {
 namespace {
@@ -18,8 +18,6 @@ constexpr AllowedBytes kQueryItemBytes = [] {
   for (const char c : std::string_view("-._~!$'()*+,;:@/?")) allowed.of[static_cast<unsigned char>(c)] = true;
   return allowed;
 }();
-
-std::string standardText(boost::core::string_view view) { return {view.data(), view.size()}; }
 
 std::string_view withoutBrackets(std::string_view host) noexcept {
   if (host.starts_with('[') && host.ends_with(']')) return host.substr(1, host.size() - 2);
@@ -39,7 +37,7 @@ void split(std::string_view text, char separator, Take take) {
 
 bool isHexDigit(char c) noexcept { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
-// What may stand in a URL at all. The parser counts on it in the parts that it has read when it meets something else.
+// What may stand in a URL at all.
 constexpr AllowedBytes kUrlBytes = [] {
   AllowedBytes allowed = kQueryItemBytes;
   for (const char c : std::string_view("%#&=")) allowed.of[static_cast<unsigned char>(c)] = true;
@@ -60,32 +58,68 @@ bool isMadeOfUrlBytes(std::string_view text) noexcept {
   return true;
 }
 
+bool isScheme(std::string_view text) noexcept {
+  const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+  return !text.empty() && isLetter(text.front()) && std::all_of(text.begin(), text.end(), [&](char c) {
+    return isLetter(c) || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+  });
+}
+
+bool isPort(std::string_view text) noexcept {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+/// The host between user information and port, its brackets included; nothing when the authority is none.
+std::optional<std::string_view> hostOfAuthority(std::string_view authority) noexcept {
+  if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos) {
+    if (authority.substr(0, at).find_first_of("@[]") != std::string_view::npos) return std::nullopt;
+    authority.remove_prefix(at + 1);
+  }
+  std::size_t hostEnd = 0;
+  if (authority.starts_with('[')) {
+    hostEnd = authority.find(']') + 1;
+    const std::string_view address = authority.substr(0, hostEnd);
+    constexpr std::size_t kShortest = 4;  // "[::]"
+    if (address.size() < kShortest || address.find_first_not_of("0123456789abcdefABCDEF:.", 1) != address.size() - 1) {
+      return std::nullopt;
+    }
+  } else {
+    hostEnd = std::min(authority.find(':'), authority.size());
+    if (authority.substr(0, hostEnd).find_first_of("[]") != std::string_view::npos) return std::nullopt;
+  }
+  const std::string_view rest = authority.substr(hostEnd);
+  if (!rest.empty() && (rest.front() != ':' || !isPort(rest.substr(1)))) return std::nullopt;
+  return authority.substr(0, hostEnd);
+}
+
 }  // namespace
 
 std::optional<Url> Url::parse(std::string_view text) {
   if (text.empty() || !isMadeOfUrlBytes(text)) return std::nullopt;
-  const auto parsed = boost::urls::parse_uri(boost::core::string_view(text.data(), text.size()));
-  if (!parsed) return std::nullopt;
-  const boost::urls::url_view& view = *parsed;
-  // The parser takes what follows a broken port or address for a path ("http://host:x").
-  if (view.has_authority() && !view.encoded_path().empty() && view.encoded_path().front() != '/') return std::nullopt;
+  const std::size_t colon = text.find(':');
+  if (colon == std::string_view::npos || !isScheme(text.substr(0, colon))) return std::nullopt;
 
   Url url;
   url.text_ = text;
-  url.scheme_ = standardText(view.scheme());
-  const std::string host = standardText(view.encoded_host());
-  if (!host.empty()) url.host_ = percentDecode(withoutBrackets(host));
-  url.encodedPath_ = standardText(view.encoded_path());
-  std::string_view shown = url.encodedPath_;
-  if (shown.size() > 1 && shown.ends_with('/')) shown.remove_suffix(1);
-  url.path_ = percentDecode(shown);
-  url.fragmentBegin_ = url.text_.find('#');
-  const std::size_t question = url.text_.find('?');
-  if (question < url.fragmentBegin_) {
+  url.scheme_ = text.substr(0, colon);
+  url.fragmentBegin_ = text.find('#');
+  const std::size_t end = std::min(url.fragmentBegin_, text.size());
+  if (text.find('#', end + 1) != std::string_view::npos) return std::nullopt;
+  if (const std::size_t question = text.find('?'); question < end) {
     url.queryBegin_ = question;
-    const std::size_t end = std::min(url.fragmentBegin_, url.text_.size());
-    url.query_ = url.text_.substr(question + 1, end - question - 1);
+    url.query_ = text.substr(question + 1, end - question - 1);
   }
+  std::string_view path = text.substr(0, std::min(url.queryBegin_, end)).substr(colon + 1);
+  if (path.starts_with("//")) {
+    const std::size_t authorityEnd = std::min(path.find('/', 2), path.size());
+    const auto host = hostOfAuthority(path.substr(2, authorityEnd - 2));
+    if (!host) return std::nullopt;
+    if (!host->empty()) url.host_ = percentDecode(withoutBrackets(*host));
+    path.remove_prefix(authorityEnd);
+  }
+  url.encodedPath_ = path;
+  if (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  url.path_ = percentDecode(path);
   return url;
 }
 
