@@ -10,6 +10,8 @@ pkg_check_modules(RE2 REQUIRED IMPORTED_TARGET re2)
 add_library(quorrel_options INTERFACE)
 target_compile_features(quorrel_options INTERFACE cxx_std_20)
 target_compile_options(quorrel_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+# What nobody calls is left out of the linked libraries and programs.
+target_compile_options(quorrel_options INTERFACE -ffunction-sections -fdata-sections)
 if(QUORREL_WARNINGS_AS_ERRORS)
   target_compile_options(quorrel_options INTERFACE -Werror)
 endif()
@@ -31,8 +33,6 @@ if(QUORREL_SANITIZE)
     target_compile_options(quorrel_options INTERFACE -fno-sanitize-recover=all)
   endif()
 endif()
-# {fmt} and Boost are compiled in from their headers, so that a host may link other versions of them.
-target_compile_definitions(quorrel_options INTERFACE FMT_HEADER_ONLY)
 target_include_directories(quorrel_options INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
 
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)

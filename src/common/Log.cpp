@@ -1,5 +1,7 @@
 #include "common/Log.h"
 
+#include <fmt/format.h>
+
 #include <cmath>
 #include <limits>
 
@@ -139,3 +141,16 @@ void TXSystemLog(std::string_view line) {
 }
 
 }  // namespace trovix
+
+fmt::appender fmt::formatter<trovix::Value>::format(const trovix::Value& value, fmt::format_context& context) const {
+  return fmt::formatter<fmt::string_view>::format(trovix::description(value), context);
+}
+
+fmt::appender fmt::formatter<trovix::Dictionary>::format(const trovix::Dictionary& value,
+                                                         fmt::format_context& context) const {
+  return fmt::formatter<fmt::string_view>::format(trovix::description(value), context);
+}
+
+fmt::appender fmt::formatter<trovix::Error>::format(const trovix::Error& error, fmt::format_context& context) const {
+  return fmt::formatter<fmt::string_view>::format(error.description(), context);
+}
