@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <openssl/evp.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -19,6 +20,7 @@
 #include "core/TXSDKSKAdNetwork.h"
 #include "network/TXSDKEvent.h"
 #include "platform/Url.h"
+#include "trovix/platform/Output.h"
 #include "trovix/platform/UserDefaults.h"
 
 namespace trovix::bench {
@@ -37,6 +39,8 @@ Rig& sharedRig() {
   static const bool once = [] {
     rig.configure();
     rig.sdk().setIsStopped(true);
+    // As the answer to the first launch does.
+    rig.parts().remoteDebugging.stopRemoteDebugging();
     rig.waitUntilIdle();
     return true;
   }();
@@ -65,6 +69,24 @@ void logOff(benchmark::State& state) {
   }
 }
 BENCHMARK(logOff);
+
+/// Takes a line and forgets it.
+class NoLog : public platform::SystemLog {
+ public:
+  void write(std::string_view line) override { benchmark::DoNotOptimize(line.size()); }
+};
+
+void logOn(benchmark::State& state) {
+  static NoLog log;
+  const platform::Clock& clock = sharedRig().platform().services().clock;
+  logging::installSink(&log, &clock);
+  TXSetShowDebugLogs(true);
+  int number = 0;
+  for (auto _ : state) TX_LOG(debug, "number {}", int{++number});
+  TXSetShowDebugLogs(false);
+  logging::installSink(&sharedRig().platform().services().systemLog, &clock);
+}
+BENCHMARK(logOn);
 
 std::atomic<std::uint32_t> bareFlag{0};
 
@@ -122,6 +144,32 @@ void storageWrite(benchmark::State& state) {
 }
 BENCHMARK(storageWrite);
 
+/// The same upsert by the library alone, in the same mode.
+void storageWriteBare(benchmark::State& state) {
+  const TemporaryDirectory directory;
+  sqlite3* database = nullptr;
+  sqlite3_stmt* upsert = nullptr;
+  sqlite3_open_v2((directory.path() + "/bare.sqlite").c_str(), &database,
+                  SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  sqlite3_exec(database,
+               "PRAGMA page_size=1024; PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; "
+               "CREATE TABLE defaults (key TEXT PRIMARY KEY, kind INTEGER NOT NULL, value) WITHOUT ROWID",
+               nullptr, nullptr, nullptr);
+  sqlite3_prepare_v2(database,
+                     "INSERT INTO defaults VALUES ('BenchNumber', 2, ?1) "
+                     "ON CONFLICT (key) DO UPDATE SET kind = excluded.kind, value = excluded.value",
+                     -1, &upsert, nullptr);
+  std::int64_t number = 0;
+  for (auto _ : state) {
+    sqlite3_bind_int64(upsert, 1, ++number);
+    if (sqlite3_step(upsert) != SQLITE_DONE) state.SkipWithError("not written");
+    sqlite3_reset(upsert);
+  }
+  sqlite3_finalize(upsert);
+  sqlite3_close(database);
+}
+BENCHMARK(storageWriteBare);
+
 // --- A request
 // --------------------------------------------------------------------------------------------------------
 
@@ -173,6 +221,10 @@ void encryptionBare(benchmark::State& state) {
 }
 BENCHMARK(encryptionBare);
 
+// As many as the cache holds and no more: the file system takes the longer to find a free inode the more were deleted
+// in the last seconds, which a longer loop would measure.
+constexpr int kFilesWritten = 46;
+
 void cacheWrite(benchmark::State& state) {
   Rig& rig = sharedRig();
   TXSDKEvent event = makeEvent(rig);
@@ -183,7 +235,7 @@ void cacheWrite(benchmark::State& state) {
     rig.parts().cache.deleteEvent(event);
   }
 }
-BENCHMARK(cacheWrite)->UseManualTime();
+BENCHMARK(cacheWrite)->Iterations(kFilesWritten)->UseManualTime();
 
 void cacheWriteBare(benchmark::State& state) {
   Rig& rig = sharedRig();
@@ -194,18 +246,20 @@ void cacheWriteBare(benchmark::State& state) {
 
   const TemporaryDirectory directory;
   const std::string path = directory.path() + "/event";
+  const std::string draft = path + ".draft";
   for (auto _ : state) {
     const auto begin = SteadyClock::now();
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     const ssize_t written = write(file, bytes.data(), bytes.size());
     close(file);
+    rename(draft.c_str(), path.c_str());
     state.SetIterationTime(secondsSince(begin));
     if (written != static_cast<ssize_t>(bytes.size())) state.SkipWithError("write failed");
     unlink(path.c_str());
   }
   state.counters["bytes"] = static_cast<double>(bytes.size());
 }
-BENCHMARK(cacheWriteBare)->UseManualTime();
+BENCHMARK(cacheWriteBare)->Iterations(kFilesWritten)->UseManualTime();
 
 /// All that an event costs between the caller and the wire.
 void wholeRequest(benchmark::State& state) {
@@ -220,7 +274,7 @@ void wholeRequest(benchmark::State& state) {
     rig.parts().cache.deleteEvent(event);
   }
 }
-BENCHMARK(wholeRequest)->UseManualTime();
+BENCHMARK(wholeRequest)->Iterations(kFilesWritten)->UseManualTime();
 
 // --- Rules and links
 // ----------------------------------------------------------------------------------------------------
@@ -234,22 +288,33 @@ void conversionRule(benchmark::State& state) {
 }
 BENCHMARK(conversionRule);
 
-void link(benchmark::State& state) {
-  const auto length = static_cast<std::size_t>(state.range(0));
-  std::string text = "fb1234567890://authorize?access_token=EAAB1234567890abcdef";
+/// Query items of so many bytes.
+std::string queryItems(std::size_t length) {
+  std::string text;
   for (int i = 0;; ++i) {
     const std::string item = "&name" + std::to_string(i) + "=value%20" + std::to_string(i);
     if (text.size() + item.size() > length) break;
     text += item;
   }
   text.resize(length, 'x');
+  return text;
+}
+
+void link(benchmark::State& state, const std::string& before, const std::string& after) {
+  const auto length = static_cast<std::size_t>(state.range(0)) - before.size() - after.size();
+  const std::string text = before + queryItems(length) + after;
   for (auto _ : state) {
     const auto url = platform::Url::parse(linkWithoutAccessTokens(text));
     if (!url) return state.SkipWithError("not a URL");
     benchmark::DoNotOptimize(TrovixUtils::queryParametersFromURL(*url));
   }
 }
-BENCHMARK(link)->Arg(200)->Arg(1 << 20);
+BENCHMARK_CAPTURE(link, tokenFirst, "fb1234567890://authorize?access_token=EAAB1234567890abcdef", "")
+    ->Arg(200)
+    ->Arg(1 << 20);
+BENCHMARK_CAPTURE(link, tokenLast, "fb1234567890://authorize?a=b", "&access_token=EAAB1234567890abcdef")
+    ->Arg(200)
+    ->Arg(1 << 20);
 
 // --- Starting
 // -----------------------------------------------------------------------------------------------------------

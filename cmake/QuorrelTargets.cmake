@@ -44,7 +44,7 @@ find_program(QUORREL_CCACHE ccache)
 if(QUORREL_CCACHE)
   # Relative paths, so that two checkouts share what one has compiled.
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
-    ${QUORREL_CCACHE})
+    CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${QUORREL_CCACHE})
 endif()
 
 # The sources of one folder, compiled once for every library and test that uses them.

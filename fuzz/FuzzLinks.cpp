@@ -9,6 +9,7 @@
 
 #include "core/LinkText.h"
 #include "device/TrovixUtils.h"
+#include "fuzz/Support.h"
 #include "platform/Url.h"
 #include "trovix/TrovixDeepLink.h"
 
@@ -16,11 +17,8 @@ namespace {
 
 using trovix::Dictionary;
 using trovix::TrovixUtils;
+using trovix::fuzz::require;
 using trovix::platform::Url;
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
 
 void checkTokens(const std::string& text) {
   const std::string stripped = trovix::linkWithoutAccessTokens(text);

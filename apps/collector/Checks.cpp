@@ -38,10 +38,16 @@ std::string digest(std::string_view message, const EVP_MD* algorithm) {
   return hex({bytes.data(), size});
 }
 
-std::string asciiText(std::string_view text) {
-  std::string result(text.substr(0, text.find('\0')));
-  std::erase_if(result, [](char c) { return static_cast<unsigned char>(c) > 127; });
-  return result;
+std::string_view asciiText(std::string_view text) {
+  const bool isAscii = std::none_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
+  return isAscii ? text.substr(0, text.find('\0')) : "";
+}
+
+// The UTF-16 units of the text: a character of four bytes is two.
+std::size_t unitCount(std::string_view text) {
+  std::size_t count = 0;
+  for (const char c : text) count += (c & 0xc0) == 0x80 ? 0 : (c & 0xf8) == 0xf0 ? 2 : 1;
+  return count;
 }
 
 void swapPairs(std::string& text) {
@@ -112,8 +118,8 @@ std::optional<ChecksumFlags> verifyChecksum(std::string_view checksum, double ti
 }
 
 std::string keyedDigest(std::string_view key, std::string_view message) {
-  const std::string keyText = asciiText(key);
-  const std::string text = asciiText(message);
+  const std::string_view keyText = asciiText(key);
+  const std::string_view text = asciiText(message);
   std::array<unsigned char, EVP_MAX_MD_SIZE> bytes;
   unsigned int size = 0;
   if (HMAC(EVP_sha256(), keyText.data(), static_cast<int>(keyText.size()), bytesOf(text), text.size(), bytes.data(),
@@ -122,6 +128,6 @@ std::string keyedDigest(std::string_view key, std::string_view message) {
   return hex({bytes.data(), size});
 }
 
-std::string sha1Digest(std::string_view message) { return digest(message, EVP_sha1()); }
+std::string sha1Digest(std::string_view message) { return digest(message.substr(0, unitCount(message)), EVP_sha1()); }
 
 }  // namespace trovix::collector

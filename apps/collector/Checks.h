@@ -32,9 +32,9 @@ struct ChecksumFlags {
 [[nodiscard]] std::optional<ChecksumFlags> verifyChecksum(std::string_view checksum, double timestamp,
                                                           std::string_view bundleIdentifier, std::string_view devKey);
 
-/// Lower-case HMAC-SHA256. Each text ends at its first NUL and loses its bytes outside ASCII, as the clients have it.
+/// Lower-case HMAC-SHA256. Each text ends at its first NUL, and one that is not ASCII is empty, as the clients have it.
 [[nodiscard]] std::string keyedDigest(std::string_view key, std::string_view message);
-/// Lower-case SHA-1.
+/// Lower-case SHA-1, over as many bytes as the text has UTF-16 units, as the clients have it.
 [[nodiscard]] std::string sha1Digest(std::string_view message);
 
 }  // namespace trovix::collector

@@ -203,6 +203,7 @@ class HttpServer::Loop {
     asio::post(context_, [this] {
       error_code ignored;
       acceptor_.close(ignored);
+      retry_.cancel();
       for (const auto& connection : connections_) connection->abort();
     });
     thread_.join();
@@ -229,8 +230,15 @@ class HttpServer::Loop {
   void accept() {
     acceptor_.async_accept([this](error_code error, tcp::socket socket) {
       if (!acceptor_.is_open()) return;
-      if (!error) serve(std::move(socket));
-      accept();
+      if (!error) {
+        serve(std::move(socket));
+        return accept();
+      }
+      // Out of descriptors, say: the same error would come at once.
+      retry_.expires_after(std::chrono::milliseconds(10));
+      retry_.async_wait([this](error_code) {
+        if (acceptor_.is_open()) accept();
+      });
     });
   }
 
@@ -250,6 +258,7 @@ class HttpServer::Loop {
   asio::io_context context_{1};
   asio::ssl::context tls_;
   tcp::acceptor acceptor_;
+  asio::steady_timer retry_{context_};
   Connections connections_;
   std::thread thread_;
 };

@@ -29,9 +29,13 @@ std::optional<Dictionary> readScenario(const std::string& path) {
   return std::nullopt;
 }
 
-void printLine(const Dictionary& line) {
-  auto text = trovix::platform::writeJson(line);
-  if (!text) return;
+void printLine(Dictionary line) {
+  // Parameters of the greatest depth stand one level down.
+  auto text = trovix::platform::writeJson(line, 2 * trovix::platform::maximumJsonDepth);
+  if (!text) {
+    line.remove("parameters");
+    text = trovix::platform::writeJson(line);
+  }
   text->push_back('\n');
   std::fwrite(text->data(), 1, text->size(), stdout);
   std::fflush(stdout);

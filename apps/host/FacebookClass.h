@@ -22,17 +22,16 @@ class FacebookClass final : public platform::AppLinkUtility {
 
   void fetchDeferredAppLink(std::function<void(Result<std::optional<std::string>>)> completion) override {
     const Value* delay = answer_.find("delay");
-    const std::chrono::duration<double> wait(delay != nullptr ? delay->doubleValue() : 0);
-    queue_.postAfter(std::chrono::duration_cast<std::chrono::nanoseconds>(wait),
-                     [answer = answer_, completion = std::move(completion)] {
-                       if (const std::string* message = answer.string("error")) {
-                         completion(Error("FBSDKErrorDomain", 0, {{Error::localizedDescriptionKey, *message}}));
-                       } else if (const std::string* link = answer.string("link")) {
-                         completion(std::optional(*link));
-                       } else {
-                         completion(std::optional<std::string>());
-                       }
-                     });
+    const std::chrono::nanoseconds wait(saturatingInteger((delay != nullptr ? delay->doubleValue() : 0) * 1e9));
+    queue_.postAfter(wait, [answer = answer_, completion = std::move(completion)] {
+      if (const std::string* message = answer.string("error")) {
+        completion(Error("FBSDKErrorDomain", 0, {{Error::localizedDescriptionKey, *message}}));
+      } else if (const std::string* link = answer.string("link")) {
+        completion(std::optional(*link));
+      } else {
+        completion(std::optional<std::string>());
+      }
+    });
   }
 
  private:

@@ -41,7 +41,10 @@ void makeLink(Session& session, const TrovixLinkGenerator& generator, const Dict
 }
 
 void invite(Session& session, const Dictionary& fields) {
-  makeLink(session, filled(TrovixShareInviteHelper::createLink("tx_app_invites"), fields), fields, true);
+  makeLink(
+      session,
+      filled(TrovixShareInviteHelper::createLink(textAt(fields, "mediaSource").value_or("tx_app_invites")), fields),
+      fields, true);
 }
 
 void link(Session& session, const Dictionary& fields) {

@@ -32,11 +32,14 @@ Value printable(const Value& value) {
 
 void Output::line(const std::string& name, const Dictionary& fields) {
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
-  Dictionary object{{"name", name}, {"t", std::round(elapsed.count() * 1e6) / 1e6}};
+  const Dictionary head{{"name", name}, {"t", std::round(elapsed.count() * 1e6) / 1e6}};
+  Dictionary object = head;
   object.merge(*printable(fields).dictionary());
-  const auto text = platform::writeJson(object);
+  // The library's deepest values stand below fields of this line; deeper ones come from the script alone.
+  auto text = platform::writeJson(object, 2 * platform::maximumJsonDepth);
+  if (!text) text = platform::writeJson(head);
   const std::lock_guard lock(mutex_);
-  std::printf("%s\n", text ? text->c_str() : "{}");
+  std::printf("%s\n", text->c_str());
   std::fflush(stdout);
   ++untaken_[name];
 }

@@ -92,9 +92,11 @@ void runPrompt(Session& session) {
   rl_callback_handler_remove();
 }
 
-int runStandardInput(Session& session) {
+void runStandardInput(Session& session) {
   constexpr int kRefused = 2;
-  int status = 0;
+  const auto runOrRefuse = [&session](const std::string& line) {
+    if (!runLine(session, line.c_str())) session.raiseExitStatus(kRefused);
+  };
   std::string pending;
   char bytes[4096];
   for (;;) {
@@ -104,11 +106,11 @@ int runStandardInput(Session& session) {
     for (std::size_t end; (end = pending.find('\n')) != std::string::npos;) {
       const std::string line = pending.substr(0, end);
       pending.erase(0, end + 1);
-      if (!runLine(session, line.c_str())) status = kRefused;
+      runOrRefuse(line);
     }
     if (count <= 0) {
-      if (!pending.empty() && !runLine(session, pending.c_str())) status = kRefused;
-      return status;
+      if (!pending.empty()) runOrRefuse(pending);
+      return;
     }
   }
 }

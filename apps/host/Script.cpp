@@ -10,6 +10,8 @@ namespace trovix::host {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r";
+/// Far deeper than the library takes anything, so that its own answer to what is too deep can be seen.
+constexpr std::size_t kMaximumDepth = 2000;
 
 void skipBlanks(std::string_view& text) { text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size())); }
 
@@ -37,7 +39,7 @@ using Taken = std::variant<Value, std::string>;
 std::string complaint(std::string text) { return text; }
 
 Taken takeJson(std::string_view text) {
-  auto parsed = platform::parseJson(text, true);
+  auto parsed = platform::parseJson(text, true, kMaximumDepth);
   if (!parsed) return complaint("bad JSON: " + parsed.error().localizedDescription());
   return std::move(parsed).value();
 }

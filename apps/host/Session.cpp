@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "collector/Collector.h"
 #include "host/FacebookClass.h"
 #include "host/Properties.h"
 #include "trovix/platform/NotificationCenter.h"
@@ -68,23 +69,28 @@ Session::Session(Options options)
   if (options_.host || options_.hostPrefix) sdk.setHost(options_.host, options_.hostPrefix);
   if (options_.debug) sdk.setIsDebug(true);
   if (options_.trace) sdk.setIsTrace(true);
+  // Shows the library that the main queue is served, before a command may ask for it.
+  sleep(0.001);
 }
 
 void Session::startStandIn() {
   collector::Collector::Options standInOptions;
   standInOptions.devKey = options_.devKey;
   standInOptions.tlsDirectory = options_.dataDirectory + "/stand-in";
-  standIn_ = std::make_unique<collector::Collector>(std::move(standInOptions));
-  if (const Status started = standIn_->start(); !started) {
+  static auto* const standIn = new collector::Collector(std::move(standInOptions));
+  if (const Status started = standIn->start(); !started) {
     std::fprintf(stderr, "stand-in: %s\n", started.error().localizedDescription().c_str());
     std::exit(1);
   }
-  options_.connectTo = standIn_->address();
-  options_.certificateAuthorityFile = standIn_->caFile();
+  // It is the first to use OpenSSL, and the platform is made later. So the end comes in the right order: the platform,
+  // which still asks it, then the stand-in, then OpenSSL.
+  std::atexit([] { standIn->stop(); });
+  options_.connectTo = standIn->address();
+  options_.certificateAuthorityFile = standIn->caFile();
 }
 
 bool Session::serveMainQueueUntil(const std::function<bool()>& done, std::chrono::duration<double> limit) {
-  return platform_->runMainLoopUntil(done, std::chrono::duration_cast<std::chrono::nanoseconds>(limit));
+  return platform_->runMainLoopUntil(done, std::chrono::nanoseconds(saturatingInteger(limit.count() * 1e9)));
 }
 
 void Session::finish() {
@@ -221,7 +227,7 @@ void Session::sleep(double seconds) {
 void Session::timeOut(const std::string& what) {
   constexpr int kTimedOut = 3;
   output_.line("timeout", {{"waitingFor", what}});
-  exitStatus_ = kTimedOut;
+  raiseExitStatus(kTimedOut);
 }
 
 }  // namespace trovix::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -7,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "collector/Collector.h"
 #include "host/Output.h"
 #include "host/Script.h"
 #include "quorrel/QuorrelCore.h"
@@ -67,7 +67,8 @@ class Session {
   [[noreturn]] void finish();
   [[noreturn]] void quit();
 
-  void setExitStatus(int status) noexcept { exitStatus_ = status; }
+  /// Of all that went wrong the highest counts: a time-out (3) more than a refused line (2).
+  void raiseExitStatus(int status) noexcept { exitStatus_ = std::max(exitStatus_, status); }
 
   // What the commands do.
   void prepare();
@@ -97,7 +98,6 @@ class Session {
 
   Options options_;
   Output& output_;
-  std::unique_ptr<collector::Collector> standIn_;
   platform::LinuxPlatform* platform_ = nullptr;  // lives for the process
   std::shared_ptr<TrovixLibDelegate> delegate_;
   std::shared_ptr<TrovixDeepLinkDelegate> deepLinkDelegate_;

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 
 #include "host/Prompt.h"
 #include "host/Session.h"
@@ -24,7 +23,14 @@ int refuse(const std::string& why) {
 std::optional<std::string> readFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return std::nullopt;
-  return std::string(std::istreambuf_iterator<char>(file), {});
+  std::string text;
+  char bytes[4096];
+  do {
+    file.read(bytes, sizeof bytes);
+    text.append(bytes, static_cast<std::size_t>(file.gcount()));
+  } while (file);
+  if (file.bad()) return std::nullopt;  // a directory opens, but cannot be read
+  return text;
 }
 
 int runScript(const Options& options, const std::string& path) {
@@ -42,7 +48,7 @@ int runInteractively(const Options& options, bool prompt) {
   if (prompt) {
     trovix::host::runPrompt(session);
   } else {
-    session.setExitStatus(trovix::host::runStandardInput(session));
+    trovix::host::runStandardInput(session);
   }
   session.finish();
 }

@@ -19,7 +19,8 @@ class TROVIX_API SPEventNotifierManager {
 
   /// An observer that is registered already is not registered again.
   void addObserver(const std::shared_ptr<QuorrelObserver>& observer);
-  /// Waits for a running callback of that observer, unless it is called from it.
+  /// Waits for the running callbacks of that observer, unless it is called from one of them. Two callbacks that run at
+  /// once must not remove each other's observers.
   void removeObserver(const std::shared_ptr<QuorrelObserver>& observer);
 
  protected:

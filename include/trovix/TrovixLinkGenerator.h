@@ -17,7 +17,9 @@ class TROVIX_API TrovixLinkGenerator {
   /// Gets the link. On the HTTP client's queue, or on the caller's thread when no short link can be asked for.
   using Completion = std::function<void(const std::string& URL)>;
 
-  explicit TrovixLinkGenerator(std::optional<std::string> mediaSource) { *this = initWithMeidaSource(mediaSource); }
+  explicit TrovixLinkGenerator(const std::optional<std::string>& mediaSource) {
+    *this = initWithMeidaSource(mediaSource);
+  }
   [[nodiscard]] static TrovixLinkGenerator initWithMeidaSource(const std::optional<std::string>& mediaSource);
 
   void setBrandDomain(const std::optional<std::string>& brandDomain);

@@ -79,8 +79,11 @@ class TROVIX_API Dictionary {
 
  private:
   [[nodiscard]] std::size_t indexOf(std::string_view key) const noexcept;
-  void rebuildIndex();
-  void appendToIndex(std::size_t position);
+  /// Room for so many entries.
+  void rebuildIndex(std::size_t expected);
+  /// Where the key stands in the index, which is not empty, or the free place for it.
+  [[nodiscard]] std::size_t slotOf(std::string_view key) const noexcept;
+  [[nodiscard]] std::size_t positionAt(std::size_t slot) const noexcept;
   std::vector<Entry>& entries() noexcept { return entries_; }
 
   std::vector<Entry> entries_;
@@ -183,7 +186,7 @@ void Dictionary::setIfPresent(std::string_view key, const std::optional<T>& valu
 template <typename Predicate>
 void Dictionary::removeIf(Predicate matches) {
   std::erase_if(entries(), [&](const Entry& entry) { return matches(entry); });
-  rebuildIndex();
+  rebuildIndex(entries_.size());
 }
 
 }  // namespace trovix

@@ -13,14 +13,38 @@ struct Registration {
   std::weak_ptr<QuorrelObserver> observer;
   bool removed = false;
   int deliveries = 0;  // callbacks that are running, on any thread
+
+  [[nodiscard]] bool isOf(const std::shared_ptr<QuorrelObserver>& other) const noexcept {
+    return !observer.owner_before(other) && !other.owner_before(observer);
+  }
 };
 
-// The registrations whose callbacks the current thread is inside, innermost last.
-thread_local std::vector<const Registration*> deliveriesOfThisThread;
+// A callback on this thread's stack. Linked frames and no container: a thread's containers are destroyed at exit before
+// the last events are delivered on it.
+class Delivery {
+ public:
+  explicit Delivery(const Registration& registration) noexcept : registration_(registration), outer_(innermost_) {
+    innermost_ = this;
+  }
+  ~Delivery() { innermost_ = outer_; }
+  Delivery(const Delivery&) = delete;
+  Delivery& operator=(const Delivery&) = delete;
 
-bool sameObserver(const std::weak_ptr<QuorrelObserver>& a, const std::weak_ptr<QuorrelObserver>& b) {
-  return !a.owner_before(b) && !b.owner_before(a);
-}
+  [[nodiscard]] static bool isInside(const std::shared_ptr<QuorrelObserver>& observer) noexcept {
+    for (const auto* delivery = innermost_; delivery != nullptr; delivery = delivery->outer_) {
+      if (delivery->registration_.isOf(observer)) return true;
+    }
+    return false;
+  }
+
+ private:
+  static thread_local const Delivery* innermost_;
+
+  const Registration& registration_;
+  const Delivery* const outer_;
+};
+
+thread_local const Delivery* Delivery::innermost_ = nullptr;
 
 }  // namespace
 
@@ -28,7 +52,12 @@ struct SPEventNotifierManager::Registry {
   std::mutex mutex;
   std::condition_variable delivered;
   // Guarded by mutex, as are the fields of each registration.
+  // A removed one stays until its last callback has returned, so that whoever removes it too can wait for that.
   std::vector<std::shared_ptr<Registration>> registrations;
+
+  void forgetRemoved() {
+    std::erase_if(registrations, [](const auto& each) { return each->removed && each->deliveries == 0; });
+  }
 };
 
 SPEventNotifierManager::SPEventNotifierManager() : registry_(std::make_unique<Registry>()) {}
@@ -40,23 +69,25 @@ void SPEventNotifierManager::addObserver(const std::shared_ptr<QuorrelObserver>&
   auto& registrations = registry_->registrations;
   std::erase_if(registrations, [](const auto& registration) { return registration->observer.expired(); });
   const bool known = std::any_of(registrations.begin(), registrations.end(), [&](const auto& registration) {
-    return sameObserver(registration->observer, observer);
+    return !registration->removed && registration->isOf(observer);
   });
   if (!known) registrations.push_back(std::make_shared<Registration>(Registration{observer}));
 }
 
 void SPEventNotifierManager::removeObserver(const std::shared_ptr<QuorrelObserver>& observer) {
   std::unique_lock lock(registry_->mutex);
-  auto& registrations = registry_->registrations;
-  const auto found = std::find_if(registrations.begin(), registrations.end(), [&](const auto& registration) {
-    return sameObserver(registration->observer, observer);
+  const auto& registrations = registry_->registrations;
+  for (const auto& registration : registrations) {
+    if (registration->isOf(observer)) registration->removed = true;
+  }
+  registry_->forgetRemoved();
+  // Callbacks that remove their own observer at the same time would wait for each other.
+  if (Delivery::isInside(observer)) return;
+  registry_->delivered.wait(lock, [&] {
+    return std::none_of(registrations.begin(), registrations.end(), [&](const auto& registration) {
+      return registration->removed && registration->isOf(observer);
+    });
   });
-  if (found == registrations.end()) return;
-  const std::shared_ptr<Registration> registration = *found;
-  registration->removed = true;
-  registrations.erase(found);
-  const auto own = std::count(deliveriesOfThisThread.begin(), deliveriesOfThisThread.end(), registration.get());
-  registry_->delivered.wait(lock, [&] { return registration->deliveries <= own; });
 }
 
 void SPEventNotifierManager::sendEventToDelegates(
@@ -75,12 +106,15 @@ void SPEventNotifierManager::sendEventToDelegates(
       if (!observer) continue;
       ++registration->deliveries;
     }
-    deliveriesOfThisThread.push_back(registration.get());
-    block(observer);
-    deliveriesOfThisThread.pop_back();
+    {
+      const Delivery delivery(*registration);
+      block(observer);
+    }
+    observer.reset();  // whoever waits for this callback may take what the observer uses away after it
     {
       const std::lock_guard lock(registry_->mutex);
       --registration->deliveries;
+      registry_->forgetRemoved();
     }
     registry_->delivered.notify_all();
   }

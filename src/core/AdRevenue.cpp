@@ -1,7 +1,6 @@
 #include "core/AdRevenue.h"
 
-#include <limits>
-
+#include "common/Counter.h"
 #include "common/Encoding.h"
 #include "common/Log.h"
 #include "common/Version.h"
@@ -30,8 +29,7 @@ void AdRevenue::sendAdRevenueWithParameters(Dictionary adNetwork) {
   payload_.eventParametersInBackgroundQueueAndType(
       kPayloadType,
       lifetime_.guard([this, URL = std::move(URL), adNetwork = std::move(adNetwork)](Dictionary parameters) {
-        const std::int64_t sent = storage_.integerForKey(storageKey::adRevenueCounter);
-        const std::int64_t counter = sent + (sent < std::numeric_limits<std::int64_t>::max() ? 1 : 0);
+        const std::int64_t counter = successor(storage_.integerForKey(storageKey::adRevenueCounter));
         storage_.setInteger(counter, storageKey::adRevenueCounter);
         parameters.set("adrevenue_counter", counter);
         parameters.set("ad_network", adNetwork);

@@ -1,5 +1,8 @@
 #include "core/ConversionRuleFetcher.h"
 
+#include <cassert>
+#include <utility>
+
 #include "common/Log.h"
 #include "core/Installation.h"
 #include "core/Settings.h"
@@ -44,6 +47,7 @@ bool ConversionRuleFetcher::isSKWindowExpired() const {
 
 std::int32_t ConversionRuleFetcher::willUpdateConversionValueWithName(const std::string& name,
                                                                       const std::optional<Dictionary>& values) {
+  assert(with_.serial.isCurrent());
   const auto keeper = SKAdNetwork();
   return keeper ? keeper->willUpdateConversionValueWithName(name, values) : 0;
 }
@@ -123,16 +127,25 @@ void ConversionRuleFetcher::send(const Request& request, const std::shared_ptr<T
         return urlRequest;
       },
       {.method = "GET", .retries = 0, .isReturnJSON = true, .isSharedSession = true},
-      with_.lifetime.guard([operation, handleResponse = request.handleResponse](const std::optional<Value>& response,
-                                                                                const Dictionary&,
-                                                                                const std::optional<Error>& error) {
-        if (error) {
-          TX_LOG(debug, "[SKAd] Request Error: {}\n", *error);
-        } else if (response) {
-          handleResponse(*response);
-        }
-        operation->finishWithStatusCode(operationStatus::delivered);
+      // Events raise the value on the serial queue; an answer beside them could set it back.
+      with_.lifetime.guard([this, request, operation](std::optional<Value> response, const Dictionary&,
+                                                      std::optional<Error> error) {
+        with_.serial.post(
+            with_.lifetime.guard([this, request, operation, response = std::move(response), error = std::move(error)] {
+              receive(request, response, error);
+              operation->finishWithStatusCode(operationStatus::delivered);
+            }));
       }));
+}
+
+void ConversionRuleFetcher::receive(const Request& request, const std::optional<Value>& response,
+                                    const std::optional<Error>& error) {
+  assert(with_.serial.isCurrent());
+  if (error) {
+    TX_LOG(debug, "[SKAd] Request Error: {}\n", *error);
+  } else if (response) {
+    request.handleResponse(*response);
+  }
 }
 
 }  // namespace trovix

@@ -22,11 +22,13 @@ class TXSDKSKAdNetwork;
 class TXSDKStorageProtocol;
 
 /// Fetches the conversion rule once everything that it needs is known, and the server's own values in server-to-server
-/// mode. Owns the rule keeper. Serial queue, except the two questions, which any thread may ask.
+/// mode. Owns the rule keeper, and runs it on the serial queue, answers of the server included; any thread may ask the
+/// two questions and for the server's value.
 class ConversionRuleFetcher final : public ConversionRules {
  public:
   struct Collaborators {
     platform::Platform& platform;
+    platform::SerialQueue& serial;
     Settings& settings;
     Installation& installation;
     TXSDKStorageProtocol& storage;
@@ -55,11 +57,14 @@ class ConversionRuleFetcher final : public ConversionRules {
     std::string URL = {};
     std::string timestamp = {};
     std::string authorization = {};
+    /// Serial queue.
     std::function<void(const Value&)> handleResponse = {};
   };
   void requestRules();
   void add(Request request);
   void send(const Request& request, const std::shared_ptr<TXSDKOperation>& operation);
+  /// Serial queue.
+  void receive(const Request& request, const std::optional<Value>& response, const std::optional<Error>& error);
 
   Collaborators with_;
   // Serial queue only.

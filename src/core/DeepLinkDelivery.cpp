@@ -35,7 +35,8 @@ void DeepLinkDelivery::onAppOpenAttribution(const Dictionary& attributionData) {
   }
   TX_LOG(debug, "[GCD-A02] -[{} onAppOpenAttribution:]:\n{}", delegate->className, attributionData);
   platform_.queues.mainQueue().post([weak = std::weak_ptr(delegate), attributionData] {
-    if (const auto called = weak.lock()) called->onAppOpenAttribution(attributionData);
+    const auto called = weak.lock();
+    if (called && called->onAppOpenAttribution) called->onAppOpenAttribution(attributionData);
   });
 }
 
@@ -47,7 +48,8 @@ void DeepLinkDelivery::onAppOpenAttributionFailure(const Error& error) {
   }
   TX_LOG(debug, "[GCD-A02] -[{} onAppOpenAttributionFailure:]:\n{}", delegate->className, error);
   platform_.queues.mainQueue().post([weak = std::weak_ptr(delegate), error] {
-    if (const auto called = weak.lock()) called->onAppOpenAttributionFailure(error);
+    const auto called = weak.lock();
+    if (called && called->onAppOpenAttributionFailure) called->onAppOpenAttributionFailure(error);
   });
 }
 

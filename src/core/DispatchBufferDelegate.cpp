@@ -4,6 +4,7 @@
 #include <cassert>
 #include <iterator>
 
+#include "common/Counter.h"
 #include "core/EventDispatch.h"
 #include "network/TXSDKEventCache.h"
 #include "storage/StorageKeys.h"
@@ -70,8 +71,9 @@ void DispatchBufferDelegate::didLockElement(Element& element) {
   if (event.isUncounted()) return;
   const bool isLaunch = event.has(eventOption::TXEventOptionLaunch);
   if (!event.parameters) event.parameters.emplace();
-  event.parameters->set("counter", fmt::format("{}", storage_.launchCnt() + (isLaunch ? 1 : 0)));
-  event.parameters->set("iaecounter", fmt::format("{}", storage_.inAppCnt() + (isLaunch ? 0 : 1)));
+  const std::int64_t launches = storage_.launchCnt(), events = storage_.inAppCnt();
+  event.parameters->set("counter", fmt::format("{}", isLaunch ? successor(launches) : launches));
+  event.parameters->set("iaecounter", fmt::format("{}", isLaunch ? events : successor(events)));
 }
 
 }  // namespace trovix

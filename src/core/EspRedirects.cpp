@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/Encoding.h"
 #include "core/Settings.h"
 #include "platform/Url.h"
 
@@ -12,7 +13,11 @@ std::optional<platform::URLRequest> EspRedirects::willPerformHTTPRedirection(std
                                                                              const platform::URLResponse&,
                                                                              platform::URLRequest newRequest) {
   if (current.headers.find(headerName) == nullptr) return newRequest;
-  const auto target = platform::Url::parse(newRequest.url);
+  const auto held = lifetime_.hold();
+  if (!held) return std::nullopt;
+  auto target = platform::Url::parse(newRequest.url);
+  // Servers send characters that an address may not hold; only the host counts here.
+  if (!target) target = platform::Url::parse(TXSDKPercentEscapes(newRequest.url));
   if (!target || !target->host()) return std::nullopt;
   const auto domains = settings_.resolveDeepLinkURLs().value_or(std::vector<std::string>());
   if (std::find(domains.begin(), domains.end(), *target->host()) == domains.end()) return std::nullopt;

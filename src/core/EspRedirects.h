@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "common/Lifetime.h"
 #include "network/TXSDKHTTPClientProtocol.h"
 #include "platform/Mutex.h"
 
@@ -19,9 +21,11 @@ class EspRedirects final : public RedirectPolicy {
   /// Marks a request whose redirects this policy decides.
   static constexpr const char* headerName = "tx-esp";
 
-  explicit EspRedirects(Settings& settings) : settings_(settings) {}
+  /// A session may ask while the owner of the settings, behind `lifetime`, is being destroyed.
+  EspRedirects(Settings& settings, Lifetime lifetime) : settings_(settings), lifetime_(std::move(lifetime)) {}
 
-  /// A marked request follows only to a host that is listed exactly; any other follows as usual.
+  /// A marked request follows only to a host that is listed exactly, and nowhere once the owner is gone; any other
+  /// follows as usual.
   [[nodiscard]] std::optional<platform::URLRequest> willPerformHTTPRedirection(
       std::uint64_t taskIdentifier, const platform::URLRequest& current, const platform::URLResponse& response,
       platform::URLRequest newRequest) override;
@@ -31,6 +35,7 @@ class EspRedirects final : public RedirectPolicy {
 
  private:
   Settings& settings_;
+  const Lifetime lifetime_;
   platform::Mutex mutex_;
   std::map<std::uint64_t, std::vector<std::string>> cachedHTTPRedirections_ TX_GUARDED_BY(mutex_);
 };

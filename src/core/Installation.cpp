@@ -3,8 +3,8 @@
 #include <fmt/core.h>
 
 #include <cmath>
-#include <limits>
 
+#include "common/Counter.h"
 #include "common/Dates.h"
 #include "common/Log.h"
 #include "device/TrovixUtils.h"
@@ -30,10 +30,6 @@ std::string leadingDigits(std::string_view text) {
     if (digits.size() == kVendorDigits) break;
   }
   return digits;
-}
-
-std::int64_t successor(std::int64_t count) noexcept {
-  return count == std::numeric_limits<std::int64_t>::max() ? count : count + 1;
 }
 
 }  // namespace
@@ -139,10 +135,8 @@ std::string Installation::getVersionUpdateDate(const std::string& newVersion, co
     return storage_.stringForKey(storageKey::date3).value_or("");
   }
   TX_LOG(debug, "First Trovix SDK launch or new version detected");
-  if (auto conversionData = storage_.unarchiveForKey(storageKey::conversionData)) {
-    conversionData->set("is_first_launch", false);
-    storage_.archive(*std::move(conversionData), storageKey::conversionData);
-  }
+  // An answer that comes in meanwhile must not be overwritten by the verdict before it.
+  storage_.updateArchived(storageKey::conversionData, [](Dictionary& data) { data.set("is_first_launch", false); });
   storage_.setString(newVersion, storageKey::lastVersion);
   storage_.setString(currentUpdateDate, storageKey::date3);
   storage_.save();

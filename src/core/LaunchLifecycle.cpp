@@ -47,9 +47,10 @@ const Dictionary* asUserActivity(const Value& value) {
 
 void LaunchLifecycle::startWithCompletionHandler(TrovixLib::Completion completion) {
   warnOfUnservedMainQueue();
-  with_.utils.txsdk_print_dependencies();
   with_.serial.post(with_.lifetime.guard([this, completion = std::move(completion)]() mutable {
+    // The report reads and writes the storage, so it is not the caller's; the lines of this start come after it.
     if (with_.remoteDebugging.proxyEnabledFromServer()) sendRemoteDebuggingData();
+    with_.utils.txsdk_print_dependencies();
     launch(std::move(completion));
   }));
 }

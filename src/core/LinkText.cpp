@@ -7,6 +7,8 @@
 namespace trovix {
 namespace {
 
+constexpr std::string_view kIntroduction = "access_token=";
+
 std::string without(std::string_view text, std::string_view removed) {
   std::string result;
   result.reserve(text.size());
@@ -20,11 +22,22 @@ std::string without(std::string_view text, std::string_view removed) {
 }  // namespace
 
 std::string linkWithoutAccessTokens(std::string link) {
-  static const platform::Regex pattern(R"(fb\d*?://authorize.*access_token=([^&]*))");
-  const auto tokens = pattern.firstGroups(link);
-  for (auto token = tokens.rbegin(); token != tokens.rend(); ++token) {
-    link.erase(token->first, token->second - token->first);
+  // Never destroyed: links may still be told about while the process ends.
+  static const platform::Regex& pattern = *new platform::Regex(R"(fb\d*?://authorize.*access_token=([^&]*))");
+  std::string stripped;
+  std::size_t kept = 0;
+  // Where no introduction follows, nothing matches any more.
+  while (link.find(kIntroduction, kept) != std::string::npos) {
+    const auto match = pattern.find(link, kept);
+    if (!match) break;
+    // What stands before the token is one line, as long as may be; the token ends the match.
+    const std::string_view line = match->substr(0, match->find('\n'));
+    const std::string_view token = match->substr(line.rfind(kIntroduction) + kIntroduction.size());
+    const auto begin = static_cast<std::size_t>(token.data() - link.data());
+    stripped.append(link, kept, begin - kept);
+    kept = begin + token.size();
   }
+  link.erase(0, kept).insert(0, stripped);
   for (const char* introduction : {"access_token=&", "&access_token=", "access_token="}) {
     link = without(link, introduction);
   }

@@ -16,6 +16,11 @@ void RefreshingQueue::postAfter(std::chrono::nanoseconds delay, platform::Task t
   queue_->postAfter(delay, refreshing(std::move(task)));
 }
 
+std::unique_ptr<platform::Timer> RefreshingQueue::makeOneShotTimer(std::chrono::nanoseconds delay,
+                                                                   platform::Task task) {
+  return queue_->makeOneShotTimer(delay, refreshing(std::move(task)));
+}
+
 platform::Task RefreshingQueue::refreshing(platform::Task task) const {
   return [&storage = storage_, lifetime = lifetime_, task = std::move(task)] {
     if (const auto held = lifetime.hold()) storage.refresh();

@@ -19,6 +19,8 @@ class RefreshingQueue final : public platform::SerialQueue {
 
   void post(platform::Task task) override;
   void postAfter(std::chrono::nanoseconds delay, platform::Task task) override;
+  [[nodiscard]] std::unique_ptr<platform::Timer> makeOneShotTimer(std::chrono::nanoseconds delay,
+                                                                  platform::Task task) override;
   bool isCurrent() const override { return queue_->isCurrent(); }
   const std::string& label() const override { return queue_->label(); }
 

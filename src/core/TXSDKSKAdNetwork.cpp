@@ -44,9 +44,11 @@ std::int64_t bitsCandidate(const SKAdRule& rule, const std::string& name) {
   return rule.sk_conversion_val | (std::int64_t{1} << position);
 }
 
-/// The names at their bits' positions. Storage has no null, and leaving one out would move the names behind it.
+/// The names at their bits' positions. What is no name only holds its place, so that the names behind it keep theirs,
+/// and nothing that storage or a request cannot carry gets into the rule.
 Array namesAtBits(Array ev) {
-  std::replace(ev.begin(), ev.end(), Value(nullptr), Value(false));
+  std::replace_if(
+      ev.begin(), ev.end(), [](const Value& entry) { return entry.string() == nullptr; }, Value(false));
   return ev;
 }
 
@@ -172,7 +174,7 @@ SKAdConfigurationResult TXSDKSKAdNetwork::registerWithPlatform(const SKAdRule& r
 
 std::int32_t TXSDKSKAdNetwork::willUpdateConversionValueWithName(const std::string& name,
                                                                  const std::optional<Dictionary>& values) {
-  static const Dictionary none;
+  const Dictionary none;
   bool hasRule = false;
   double end = 0;
   std::int32_t raised = 0;  // a raised value is never 0

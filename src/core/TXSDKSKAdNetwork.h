@@ -52,7 +52,8 @@ enum class SKAdConfigurationResult : std::uint8_t {
   applied = 255,
 };
 
-/// Keeps the conversion rule and raises the platform's conversion value by it. Any thread.
+/// Keeps the conversion rule and raises the platform's conversion value by it. The questions come from any thread,
+/// everything else on the serial queue.
 class TXSDKSKAdNetwork {
  public:
   /// Applies the stored rule, if there is one.

@@ -111,17 +111,15 @@ void TXSDKiAdClient::startWaiting(std::chrono::nanoseconds interval) {
     queue_->post(lifetime_.guard([this] { timeToAskAdvertisingIdentifier(); }));
   }));
   isWaitingForConsent_ = true;
-  // A time-out ends its own wait only, not one that was started after it.
-  queue_->postAfter(interval, lifetime_.guard([this, wait = std::weak_ptr(timer_)] {
-    if (!timer_ || wait.lock() != timer_) return;
+  timeOut_ = queue_->makeOneShotTimer(interval, lifetime_.guard([this] {
     stopWaiting();
     timeToAskAdvertisingIdentifier();
   }));
 }
 
 void TXSDKiAdClient::stopWaiting() {
-  if (timer_) timer_->invalidate();
   timer_.reset();
+  timeOut_.reset();
   isWaitingForConsent_ = false;
 }
 

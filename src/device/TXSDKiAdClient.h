@@ -97,7 +97,9 @@ class TXSDKiAdClient {
   // Serial queue only.
   bool didAddAdvertisingIdentifierObserver_ = false;
   std::optional<bool> adSupportBundle_;  // whether the framework opened; missing until it is tried
-  std::shared_ptr<platform::Timer> timer_;
+  // Both missing while nobody waits for the consent answer.
+  std::unique_ptr<platform::Timer> timer_;
+  std::unique_ptr<platform::Timer> timeOut_;
   std::vector<IdentityHandler> awaitedHandlers_;
 };
 

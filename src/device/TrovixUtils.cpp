@@ -15,7 +15,7 @@ namespace trovix {
 
 namespace {
 
-constexpr std::size_t kLargestReceipt = 16 * 1024 * 1024;
+constexpr std::size_t kLargestReceipt = std::size_t{16} * 1024 * 1024;
 constexpr const char* kFirstVersionWithoutMigration = "6.1.3";
 
 /// The first class that is there decides.

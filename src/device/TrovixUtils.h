@@ -50,7 +50,8 @@ class TrovixUtils {
 
   // Pure.
   /// JSON bytes, or nothing with `statusCode` -1 (not a JSON object), -2 or the serialiser's code. Success leaves it.
-  [[nodiscard]] static std::optional<Data> JSONFromParameters(const Value& object, std::int64_t& statusCode);
+  [[nodiscard]] static std::optional<Data> JSONFromParameters(const std::optional<Dictionary>& parameters,
+                                                              std::int64_t& statusCode);
   /// Lower-case digits; wipes the bytes it read.
   [[nodiscard]] static std::string toHexString(std::uint8_t* bytes, std::size_t length);
   /// Over as many UTF-8 bytes as the text has UTF-16 units, as the servers compute it.

@@ -17,13 +17,12 @@ std::string hexOf(std::array<std::uint8_t, size> digest) {
 
 std::string TrovixUtils::toHexString(std::uint8_t* bytes, std::size_t length) {
   constexpr char digits[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(2 * length);
+  std::string text(2 * length, '\0');
   // Without volatile the compiler may drop the wiping of a buffer that nobody reads again.
   volatile std::uint8_t* wiped = bytes;
   for (std::size_t i = 0; i < length; ++i) {
-    text += digits[bytes[i] >> 4];
-    text += digits[bytes[i] & 0x0F];
+    text[2 * i] = digits[bytes[i] >> 4];
+    text[2 * i + 1] = digits[bytes[i] & 0x0F];
     wiped[i] = 0;
   }
   return text;

@@ -13,7 +13,8 @@ namespace trovix {
 
 namespace {
 
-constexpr std::size_t kLargestIdentifierFile = 1024 * 1024;
+constexpr std::size_t kLargestIdentifierFile = std::size_t{1024} * 1024;
+constexpr const char* kAppLinkUtility = "FBSDKAppLinkUtility";
 
 }  // namespace
 
@@ -35,12 +36,12 @@ std::optional<std::string> TrovixUtils::retrievePersistedAnonymousID() const {
 
 void TrovixUtils::fetchFacebookDeferredAppLink(std::function<void(const Dictionary&)> completion) const {
   if (!completion) return;
-  const auto utility = platform_.classRegistry.appLinkUtility("FBSDKAppLinkUtility");
-  if (!utility) {
+  if (!platform_.classRegistry.hasClass(kAppLinkUtility)) {
     completion(Dictionary{{"error", "`FBSDKAppLinkUtility` class not found"}});
     return;
   }
-  if (!utility->respondsToFetchDeferredAppLink()) {
+  const auto utility = platform_.classRegistry.appLinkUtility(kAppLinkUtility);
+  if (!utility || !utility->respondsToFetchDeferredAppLink()) {
     completion(Dictionary{{"error", "Unknown error"}});
     return;
   }

@@ -1,6 +1,7 @@
 #include <exception>
 
 #include "device/TrovixUtils.h"
+#include "platform/Crypto.h"
 #include "platform/Json.h"
 
 namespace trovix {
@@ -19,14 +20,18 @@ Value cleaned(const Value& value) {
 
 }  // namespace
 
-std::optional<Data> TrovixUtils::JSONFromParameters(const Value& object, std::int64_t& statusCode) {
-  if (!platform::isValidJsonObject(object)) {
+std::optional<Data> TrovixUtils::JSONFromParameters(const std::optional<Dictionary>& parameters,
+                                                    std::int64_t& statusCode) {
+  if (!parameters || !platform::isValidJsonObject(*parameters)) {
     statusCode = kStatusNotJson;
     return std::nullopt;
   }
   try {
-    const auto text = platform::writeJson(object);
-    if (text) return Data(text->begin(), text->end());
+    const auto text = platform::writeJson(*parameters);
+    if (text) {
+      const platform::Bytes bytes = platform::bytesOf(*text);
+      return Data(bytes.begin(), bytes.end());
+    }
     statusCode = text.error().code();
   } catch (const std::exception&) {
     statusCode = kStatusRaised;

@@ -41,9 +41,9 @@ std::optional<std::string> queryValue(const Value& value) {
 
 Dictionary TrovixUtils::queryParametersFromURL(const platform::Url& url) {
   Dictionary parameters;
-  for (platform::QueryItem& item : url.queryItems()) {
+  url.visitQueryItems([&](platform::QueryItem item) {
     if (item.value) parameters.set(item.name, *std::move(item.value));
-  }
+  });
   return parameters;
 }
 

@@ -59,8 +59,7 @@ void TrovixCrossPromotionHelper::logCrossPromoteImpression(const std::optional<s
   session->startTask({.url = createLinkGenerator(appID, campaign, parameters, base).generateLink()},
                      [session](const platform::URLResult& result) {
                        if (result.error) {
-                         TX_LOG(error, "logCrossPromoteImpression failed! Error - {}",
-                                result.error->localizedDescription());
+                         TX_LOG(error, "logCrossPromoteImpression failed! Error - {}", *result.error);
                        }
                        session->finishTasksAndInvalidate();
                      });

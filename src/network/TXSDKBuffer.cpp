@@ -71,8 +71,7 @@ void TXSDKBuffer::post(platform::SerialQueue& queue, std::function<void(TXSDKBuf
 }
 
 void TXSDKBuffer::addElement(Element element) {
-  post(*bufferQueue_,
-       [element = std::move(element)](TXSDKBuffer& self) mutable { self.addPending(std::move(element)); });
+  post(*bufferQueue_, [element = std::move(element)](TXSDKBuffer& self) { self.addPending(element); });
 }
 
 void TXSDKBuffer::flush() {
@@ -94,7 +93,7 @@ void TXSDKBuffer::assertOnBufferQueue() const {
   if (!bufferQueue_->isCurrent()) TX_LOG(debug, "[HTTP] Wrong dispatch_queue_t!\n");
 }
 
-void TXSDKBuffer::addPending(Element element) {
+void TXSDKBuffer::addPending(const Element& element) {
   evictOldest();
   {
     const MutexLock lock(mutex_);
@@ -206,7 +205,9 @@ void TXSDKBuffer::didFinishOperations() {
 }
 
 void TXSDKBuffer::commit() {
-  for (const Element& element : lockedElements()) didRemove(element);
+  // Held until the lock is gone: an operation that goes logs, and lets go of what the host gave it.
+  const std::vector<Element> committed = lockedElements();
+  for (const Element& element : committed) didRemove(element);
   {
     const MutexLock lock(mutex_);
     executingElements_.clear();

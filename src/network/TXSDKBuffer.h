@@ -83,7 +83,7 @@ class TXSDKBuffer : public std::enable_shared_from_this<TXSDKBuffer> {
 
   // On bufferQueue_.
   void assertOnBufferQueue() const;
-  void addPending(Element element);
+  void addPending(const Element& element);
   void evictOldest();
   void reorder();
   void runBatch();

@@ -96,7 +96,7 @@ void TXSDKEvent::sign(TXSDKChecksum& checksum) {
 
 std::optional<Data> TXSDKEvent::data() const {
   std::int64_t statusCode = 0;
-  auto json = TrovixUtils::JSONFromParameters(parameters ? Value(*parameters) : Value(), statusCode);
+  auto json = TrovixUtils::JSONFromParameters(parameters, statusCode);
   if (statusCode != 0) TX_LOG(debug, "[HTTP] Event sereliazation failure: {}\n", statusCode);
   return json;
 }

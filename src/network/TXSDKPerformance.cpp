@@ -17,14 +17,15 @@ const char* deferredDeepLinkStatusName(std::int64_t status) noexcept {
 TXSDKPerformance::TXSDKPerformance(const platform::Clock& clock) : clock_(clock) {}
 
 void TXSDKPerformance::start(std::string_view key) {
-  const std::uint64_t now = clock_.monotonicNanoseconds();
+  // Read under the lock, so that no stop is earlier than its start.
   const platform::MutexLock lock(mutex_);
+  const std::uint64_t now = clock_.monotonicNanoseconds();
   watches_.insert_or_assign(std::string(key), now);
 }
 
 void TXSDKPerformance::stop(std::string_view key) {
-  const std::uint64_t now = clock_.monotonicNanoseconds();
   const platform::MutexLock lock(mutex_);
+  const std::uint64_t now = clock_.monotonicNanoseconds();
   const auto watch = watches_.find(key);
   if (watch == watches_.end()) return;
   info_.insert_or_assign(std::string(key), Value(milliFromMachTime(now - watch->second)));

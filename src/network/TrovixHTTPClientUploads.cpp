@@ -78,8 +78,8 @@ std::shared_ptr<platform::URLSession> TrovixHTTPClient::bgSession() {
 }
 
 void TrovixHTTPClient::backgroundCallWithRequest(platform::URLRequest request) {
-  const auto task = std::make_shared<BackgroundTask>(platform_.backgroundTasks,
-                                                     fmt::format("<TrovixHTTPClient: {}>", static_cast<const void*>(this)));
+  const auto task = std::make_shared<BackgroundTask>(
+      platform_.backgroundTasks, fmt::format("<TrovixHTTPClient: {}>", static_cast<const void*>(this)));
   task->begin();
   const std::uint64_t number = task->number();
   platform_.queues.globalQueue().post([task, &sessions = platform_.urlSessions, request = std::move(request)] {

@@ -28,37 +28,39 @@ std::size_t Dictionary::size() const noexcept { return entries_.size(); }
 bool Dictionary::empty() const noexcept { return entries_.empty(); }
 Dictionary::const_iterator Dictionary::begin() const noexcept { return entries_.begin(); }
 Dictionary::const_iterator Dictionary::end() const noexcept { return entries_.end(); }
-void Dictionary::reserve(std::size_t count) { entries_.reserve(count); }
+void Dictionary::reserve(std::size_t count) {
+  entries_.reserve(count);
+  if (count > kLargestUnindexed && count * 2 > index_.size()) rebuildIndex(count);
+}
 
 std::size_t Dictionary::indexOf(std::string_view key) const noexcept {
-  if (index_.empty()) {
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-      if (entries_[i].first == key) return i;
-    }
-    return kMissing;
-  }
-  const std::size_t mask = index_.size() - 1;
-  for (std::size_t slot = platform::keyedHash(key) & mask; index_[slot] != 0; slot = (slot + 1) & mask) {
-    const std::size_t position = index_[slot] - 1;
-    if (entries_[position].first == key) return position;
+  if (!index_.empty()) return positionAt(slotOf(key));
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    if (entries_[i].first == key) return i;
   }
   return kMissing;
 }
 
-void Dictionary::rebuildIndex() {
-  index_.clear();
-  if (entries_.size() <= kLargestUnindexed) return;
-  std::size_t slots = 64;
-  while (slots < entries_.size() * 4) slots *= 2;
-  index_.resize(slots);
-  for (std::size_t position = 0; position < entries_.size(); ++position) appendToIndex(position);
+std::size_t Dictionary::slotOf(std::string_view key) const noexcept {
+  const std::size_t mask = index_.size() - 1;
+  std::size_t slot = platform::keyedHash(key) & mask;
+  while (index_[slot] != 0 && entries_[index_[slot] - 1].first != key) slot = (slot + 1) & mask;
+  return slot;
 }
 
-void Dictionary::appendToIndex(std::size_t position) {
-  const std::size_t mask = index_.size() - 1;
-  std::size_t slot = platform::keyedHash(entries_[position].first) & mask;
-  while (index_[slot] != 0) slot = (slot + 1) & mask;
-  index_[slot] = static_cast<std::uint32_t>(position + 1);
+std::size_t Dictionary::positionAt(std::size_t slot) const noexcept {
+  return index_[slot] == 0 ? kMissing : index_[slot] - 1;
+}
+
+void Dictionary::rebuildIndex(std::size_t expected) {
+  index_.clear();
+  if (expected <= kLargestUnindexed) return;
+  std::size_t slots = 64;
+  while (slots < expected * 4) slots *= 2;
+  index_.resize(slots);
+  for (std::size_t position = 0; position < entries_.size(); ++position) {
+    index_[slotOf(entries_[position].first)] = static_cast<std::uint32_t>(position + 1);
+  }
 }
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
@@ -72,17 +74,17 @@ Value* Dictionary::find(std::string_view key) noexcept {
 }
 
 void Dictionary::set(std::string_view key, Value value) {
-  if (Value* existing = find(key)) {
-    *existing = std::move(value);
+  // At least every second slot is free, so that runs are short.
+  const std::size_t needed = entries_.size() + 1;
+  if (needed > kLargestUnindexed && needed * 2 > index_.size()) rebuildIndex(needed);
+  const std::size_t slot = index_.empty() ? 0 : slotOf(key);
+  const std::size_t position = index_.empty() ? indexOf(key) : positionAt(slot);
+  if (position != kMissing) {
+    entries_[position].second = std::move(value);
     return;
   }
   entries_.emplace_back(std::string(key), std::move(value));
-  // At least every second slot stays free, so that runs are short.
-  if (entries_.size() > kLargestUnindexed && entries_.size() * 2 > index_.size()) {
-    rebuildIndex();
-  } else if (!index_.empty()) {
-    appendToIndex(entries_.size() - 1);
-  }
+  if (!index_.empty()) index_[slot] = static_cast<std::uint32_t>(entries_.size());
 }
 
 void Dictionary::merge(const Dictionary& other) {
@@ -94,7 +96,7 @@ bool Dictionary::remove(std::string_view key) {
   const std::size_t position = indexOf(key);
   if (position == kMissing) return false;
   entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
-  rebuildIndex();
+  rebuildIndex(entries_.size());
   return true;
 }
 

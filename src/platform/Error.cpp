@@ -18,7 +18,7 @@ Error::Error(std::string domain, std::int64_t code, Dictionary userInfo, const E
 Error::Error(const Error&) = default;
 Error& Error::operator=(const Error&) = default;
 // A moved-from error stays whole: it can be in a closure that still reads it.
-Error::Error(Error&& other) noexcept : record_(other.record_) {}
+Error::Error(Error&& other) noexcept : record_(other.record_) {}  // NOLINT(performance-move-constructor-init)
 Error& Error::operator=(Error&& other) noexcept {
   record_ = other.record_;
   return *this;

@@ -122,9 +122,9 @@ Error readError(std::string message) {
 
 }  // namespace
 
-Result<Value> parseJson(std::string_view text, bool allowFragments) {
+Result<Value> parseJson(std::string_view text, bool allowFragments, std::size_t depth) {
   json::parse_options options;
-  options.max_depth = maximumJsonDepth;
+  options.max_depth = depth;
   json::basic_parser<ValueHandler> parser(options);
   json::error_code code;
   const std::size_t used = parser.write_some(false, text.data(), text.size(), code);

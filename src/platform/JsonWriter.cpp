@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 
@@ -51,8 +53,19 @@ void appendWellFormed(std::string& out, std::string_view text) {
   out += '"';
 }
 
+// Text that stands as it is: ASCII without control characters, quotes and backslashes.
+constexpr std::array<bool, 256> kIsPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t c = 0x20; c < 0x80; ++c) plain[c] = c != '"' && c != '\\';
+  return plain;
+}();
+
 void appendText(std::string& out, std::string_view text) {
-  if (isValidUtf8(text)) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return kIsPlain[static_cast<unsigned char>(c)]; })) {
+    out += '"';
+    out += text;
+    out += '"';
+  } else if (isValidUtf8(text)) {
     appendWellFormed(out, text);
   } else {
     appendWellFormed(out, repairedUtf8(text));
@@ -165,9 +178,9 @@ bool isValidJsonObject(const Value& value) noexcept {
   return (value.dictionary() != nullptr || value.array() != nullptr) && isWritable(value, maximumJsonDepth);
 }
 
-Result<std::string> writeJson(const Dictionary& dictionary) {
+Result<std::string> writeJson(const Dictionary& dictionary, std::size_t depth) {
   std::string text;
-  if (!appendDictionary(text, dictionary, maximumJsonDepth)) return writeError();
+  if (!appendDictionary(text, dictionary, depth)) return writeError();
   return text;
 }
 

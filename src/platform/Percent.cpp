@@ -15,19 +15,16 @@ int hexValue(char c) noexcept {
 std::string percentDecode(std::string_view text) {
   std::string decoded;
   decoded.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%' && i + 2 < text.size()) {
-      const int high = hexValue(text[i + 1]);
-      const int low = hexValue(text[i + 2]);
-      if (high >= 0 && low >= 0) {
-        decoded += static_cast<char>(high * 16 + low);
-        i += 2;
-        continue;
-      }
-    }
-    decoded += text[i];
+  for (std::size_t escape; (escape = text.find('%')) != std::string_view::npos;) {
+    const bool isWhole = text.size() - escape > 2;
+    const int high = isWhole ? hexValue(text[escape + 1]) : -1;
+    const int low = isWhole ? hexValue(text[escape + 2]) : -1;
+    const bool isEscape = high >= 0 && low >= 0;
+    decoded.append(text, 0, escape);
+    decoded += isEscape ? static_cast<char>(high * 16 + low) : '%';
+    text.remove_prefix(escape + (isEscape ? 3 : 1));
   }
-  return decoded;
+  return decoded.append(text);
 }
 
 std::string percentEncode(std::string_view text, const bool (&allowed)[256]) {

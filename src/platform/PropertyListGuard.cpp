@@ -10,7 +10,7 @@ namespace {
 
 // What an object costs beyond its own bytes once it is a node.
 constexpr std::uint64_t kNodeWeight = 64;
-constexpr std::uint64_t kMaximumWeight = 64 * 1024 * 1024;
+constexpr std::uint64_t kMaximumWeight = std::uint64_t{64} * 1024 * 1024;
 
 // Walks the object graph of a binary list. Every object is visited once; what it weighs is remembered, so that shared
 // objects are counted as often as they will be copied without being walked that often.

@@ -17,21 +17,11 @@ bool Regex::matches(std::string_view text) const {
   return re2::RE2::PartialMatch(re2::StringPiece(text.data(), text.size()), compiled_->pattern);
 }
 
-std::vector<std::pair<std::size_t, std::size_t>> Regex::firstGroups(std::string_view text) const {
-  std::vector<std::pair<std::size_t, std::size_t>> groups;
+std::optional<std::string_view> Regex::find(std::string_view text, std::size_t from) const {
+  re2::StringPiece found;
   const re2::StringPiece whole(text.data(), text.size());
-  re2::StringPiece found[2];
-  for (std::size_t from = 0; from <= text.size();) {
-    if (!compiled_->pattern.Match(whole, from, text.size(), re2::RE2::UNANCHORED, found, 2)) break;
-    const auto offsetOf = [&](const char* position) { return static_cast<std::size_t>(position - text.data()); };
-    if (found[1].data() != nullptr) {
-      groups.emplace_back(offsetOf(found[1].data()), offsetOf(found[1].data() + found[1].size()));
-    }
-    const std::size_t end = offsetOf(found[0].data() + found[0].size());
-    // An empty match would be found again at the same place.
-    from = found[0].empty() ? end + 1 : end;
-  }
-  return groups;
+  if (!compiled_->pattern.Match(whole, from, text.size(), re2::RE2::UNANCHORED, &found, 1)) return std::nullopt;
+  return std::string_view(found.data(), found.size());
 }
 
 }  // namespace trovix::platform

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 
 namespace trovix::platform {
 namespace {
@@ -29,6 +30,16 @@ std::size_t sequenceLength(std::string_view text, std::size_t position) noexcept
   return isContinuation(text, position + 3) ? 4 : 0;
 }
 
+// How many bytes at the begin are ASCII, at least in whole words.
+std::size_t asciiPrefix(std::string_view text) noexcept {
+  std::size_t i = 0;
+  for (std::uint64_t word = 0; i + sizeof word <= text.size(); i += sizeof word) {
+    std::memcpy(&word, text.data() + i, sizeof word);
+    if ((word & 0x8080808080808080) != 0) break;
+  }
+  return i;
+}
+
 constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 constexpr std::array<std::int8_t, 256> kBase64Values = [] {
@@ -43,7 +54,7 @@ constexpr std::array<std::int8_t, 256> kBase64Values = [] {
 }  // namespace
 
 bool isValidUtf8(std::string_view text) noexcept {
-  for (std::size_t i = 0; i < text.size();) {
+  for (std::size_t i = asciiPrefix(text); i < text.size();) {
     const std::size_t length = sequenceLength(text, i);
     if (length == 0) return false;
     i += length;
@@ -71,6 +82,27 @@ std::size_t utf8OffsetOfUtf16Unit(std::string_view text, std::size_t unit) noexc
     i += length == 0 ? 1 : length;
   }
   return i;
+}
+
+std::u16string utf16(std::string_view text) {
+  std::u16string units;
+  units.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t length = sequenceLength(text, i);
+    char32_t point = length == 1 ? byteAt(text, i) : byteAt(text, i) & (0x7F >> length);
+    for (std::size_t k = 1; k < length; ++k) point = point << 6 | (byteAt(text, i + k) & 0x3FU);
+    if (length == 0) {
+      units += u'\uFFFD';
+    } else if (length == 4) {
+      point -= 0x10000;
+      units += static_cast<char16_t>(0xD800 + (point >> 10));
+      units += static_cast<char16_t>(0xDC00 + (point & 0x3FF));
+    } else {
+      units += static_cast<char16_t>(point);
+    }
+    i += length == 0 ? 1 : length;
+  }
+  return units;
 }
 
 std::string repairedUtf8(std::string_view text) {

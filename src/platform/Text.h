@@ -13,6 +13,8 @@ namespace trovix::platform {
 [[nodiscard]] std::size_t utf16Length(std::string_view text) noexcept;
 /// Byte offset of the given UTF-16 unit (never inside a code point, never past the end).
 [[nodiscard]] std::size_t utf8OffsetOfUtf16Unit(std::string_view text, std::size_t unit) noexcept;
+/// The text in UTF-16; ill-formed bytes become U+FFFD.
+[[nodiscard]] std::u16string utf16(std::string_view text);
 /// Ill-formed bytes become U+FFFD.
 [[nodiscard]] std::string repairedUtf8(std::string_view text);
 

@@ -134,14 +134,19 @@ std::vector<std::string> Url::pathComponents() const {
 
 std::vector<QueryItem> Url::queryItems() const {
   std::vector<QueryItem> items;
-  if (!query_ || query_->empty()) return items;
+  visitQueryItems([&](QueryItem item) { items.push_back(std::move(item)); });
+  return items;
+}
+
+void Url::visitQueryItems(const std::function<void(QueryItem)>& visit) const {
+  if (!query_ || query_->empty()) return;
   split(*query_, '&', [&](std::string_view item) {
     const std::size_t equals = item.find('=');
-    QueryItem& decoded = items.emplace_back();
+    QueryItem decoded;
     decoded.name = percentDecode(item.substr(0, equals));
     if (equals != std::string_view::npos) decoded.value = percentDecode(item.substr(equals + 1));
+    visit(std::move(decoded));
   });
-  return items;
 }
 
 Url Url::withQueryItems(const std::vector<QueryItem>& items) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,6 +31,8 @@ class Url {
   /// As it stands in the text, without "?"; nothing when there is none.
   [[nodiscard]] const std::optional<std::string>& query() const noexcept { return query_; }
   [[nodiscard]] std::vector<QueryItem> queryItems() const;
+  /// The same one after another, without a list of them.
+  void visitQueryItems(const std::function<void(QueryItem)>& visit) const;
   /// The same URL with this query: names and values are percent-encoded as query items are; no items, no "?".
   [[nodiscard]] Url withQueryItems(const std::vector<QueryItem>& items) const;
 

@@ -1,16 +1,25 @@
 #include "storage/DefaultsStorage.h"
 
-#include <limits>
+#include <cmath>
 
+#include "common/Counter.h"
+#include "platform/Json.h"
 #include "platform/PropertyList.h"
 #include "storage/StorageKeys.h"
 
 namespace trovix {
 
 std::optional<std::string> DefaultsStorage::stringForKey(std::string_view key) { return source().string(key); }
-double DefaultsStorage::doubleForKey(std::string_view key) { return source().real(key); }
+double DefaultsStorage::doubleForKey(std::string_view key) {
+  const double number = source().real(key);
+  return std::isfinite(number) ? number : 0;
+}
 std::int64_t DefaultsStorage::integerForKey(std::string_view key) { return source().integer(key); }
-std::optional<Dictionary> DefaultsStorage::dictionaryForKey(std::string_view key) { return source().dictionary(key); }
+std::optional<Dictionary> DefaultsStorage::dictionaryForKey(std::string_view key) {
+  auto stored = source().dictionary(key);
+  if (stored && !platform::isValidJsonObject(*stored)) stored.reset();
+  return stored;
+}
 bool DefaultsStorage::boolForKey(std::string_view key) { return source().boolean(key); }
 
 void DefaultsStorage::setString(std::string_view string, std::string_view key) { store(key, Value(string)); }
@@ -33,11 +42,23 @@ std::optional<Dictionary> DefaultsStorage::unarchiveForKey(std::string_view key)
 }
 
 void DefaultsStorage::archive(const Value& object, std::string_view key) {
-  const Dictionary* dictionary = object.dictionary();
+  const platform::MutexLock lock(archiveMutex_);
+  if (const Dictionary* dictionary = object.dictionary()) return archiveDictionary(*dictionary, key);
   // What is no dictionary never reads back, so there is nothing in it worth keeping.
-  if (dictionary == nullptr) return store(key, Value(Data{}));
-  auto archived = platform::writePropertyList(*dictionary);
+  store(key, Value(Data{}));
+}
+
+void DefaultsStorage::archiveDictionary(const Dictionary& dictionary, std::string_view key) {
+  auto archived = platform::writePropertyList(dictionary);
   if (archived) store(key, Value(std::move(archived).value()));
+}
+
+void DefaultsStorage::updateArchived(std::string_view key, const std::function<void(Dictionary&)>& change) {
+  const platform::MutexLock lock(archiveMutex_);
+  auto archived = unarchiveForKey(key);
+  if (!archived) return;
+  change(*archived);
+  archiveDictionary(*archived, key);
 }
 
 void DefaultsStorage::refresh() { source().refresh(); }
@@ -47,15 +68,6 @@ std::int64_t DefaultsStorage::incrementLaunchCnt() { return increment(storageKey
 std::int64_t DefaultsStorage::inAppCnt() { return integerForKey(storageKey::inAppCounter); }
 std::int64_t DefaultsStorage::incrementInAppCnt() { return increment(storageKey::inAppCounter); }
 std::int64_t DefaultsStorage::incrementSessionCnt() { return increment(storageKey::sessionCounter); }
-
-namespace {
-
-/// A counter from a file may hold any number.
-std::int64_t successor(std::int64_t count) {
-  return count == std::numeric_limits<std::int64_t>::max() ? count : count + 1;
-}
-
-}  // namespace
 
 std::int64_t DefaultsStorage::sessionCnt() { return successor(integerForKey(storageKey::sessionCounter)); }
 

@@ -22,7 +22,9 @@ class DefaultsStorage : public TXSDKStorageProtocol {
   void setBool(bool flag, std::string_view key) override;
 
   std::optional<Dictionary> unarchiveForKey(std::string_view key) override;
-  void archive(const Value& object, std::string_view key) override;
+  void archive(const Value& object, std::string_view key) override TX_EXCLUDES(archiveMutex_);
+  void updateArchived(std::string_view key, const std::function<void(Dictionary&)>& change) override
+      TX_EXCLUDES(archiveMutex_);
   void save() override {}
   void refresh() override;
 
@@ -41,8 +43,10 @@ class DefaultsStorage : public TXSDKStorageProtocol {
   virtual void store(std::string_view key, Value value) = 0;
 
  private:
+  void archiveDictionary(const Dictionary& dictionary, std::string_view key) TX_REQUIRES(archiveMutex_);
   std::int64_t increment(std::string_view key) TX_EXCLUDES(counterMutex_);
 
+  platform::Mutex archiveMutex_;  // from the read of an archive to its write
   platform::Mutex counterMutex_;  // from the read of a counter to its write; nothing else waits for it
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,8 @@ class TXSDKStorageProtocol {
   virtual ~TXSDKStorageProtocol() = default;
 
   // Typed reads convert as user defaults do (a stored true reads as "1"); what is missing reads as nothing, 0 or false.
+  // So does what no request could carry (an infinity, a dictionary that JSON cannot hold): a damaged value must not
+  // make every later event unreadable.
   [[nodiscard]] virtual std::optional<std::string> stringForKey(std::string_view key) = 0;
   [[nodiscard]] virtual double doubleForKey(std::string_view key) = 0;
   [[nodiscard]] virtual std::int64_t integerForKey(std::string_view key) = 0;
@@ -34,6 +37,8 @@ class TXSDKStorageProtocol {
   /// Stores the object as archived data. Only a dictionary reads back; a dictionary that cannot be archived leaves what
   /// is stored.
   virtual void archive(const Value& object, std::string_view key) = 0;
+  /// Changes the archived dictionary, if there is one; nothing else is archived in between.
+  virtual void updateArchived(std::string_view key, const std::function<void(Dictionary&)>& change) = 0;
   virtual void removeKey(std::string_view key) = 0;
   /// Does nothing: every write persists by itself.
   virtual void save() = 0;

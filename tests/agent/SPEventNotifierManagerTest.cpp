@@ -59,22 +59,46 @@ TEST(QuorrelNotifier, MayBeChangedFromACallback) {
 }
 
 TEST(QuorrelNotifier, RemovingWaitsForARunningCallback) {
+  for (const bool callbackRemovesItself : {false, true}) {
+    QuorrelNotifier notifier;
+    std::atomic<bool> entered = false, leave = false, finished = false, removed = false;
+    auto observer = std::make_shared<QuorrelObserver>();
+    observer->quorrelReferralsAttributionChanged = [&](const auto&) {
+      if (callbackRemovesItself) notifier.removeObserver(observer);
+      entered = true;
+      while (!leave) std::this_thread::yield();
+      finished = true;
+    };
+    notifier.addObserver(observer);
+    std::thread poster([&] { notifier.postEventReferralsAttributionChanged(kNotice); });
+    while (!entered) std::this_thread::yield();
+    std::thread remover([&] {
+      notifier.removeObserver(observer);
+      EXPECT_TRUE(finished) << callbackRemovesItself;
+      removed = true;
+    });
+    for (int i = 0; i < 1000 && !removed; ++i) std::this_thread::yield();
+    leave = true;
+    remover.join();
+    poster.join();
+  }
+}
+
+TEST(QuorrelNotifier, CallbacksThatRunAtOnceMayAllRemoveTheirObserver) {
   QuorrelNotifier notifier;
-  std::atomic<bool> entered = false, leave = false, finished = false;
+  std::atomic<int> inside = 0;
   auto observer = std::make_shared<QuorrelObserver>();
   observer->quorrelReferralsAttributionChanged = [&](const auto&) {
-    entered = true;
-    while (!leave) std::this_thread::yield();
-    finished = true;
+    for (++inside; inside < 2;) std::this_thread::yield();
+    notifier.removeObserver(observer);
   };
   notifier.addObserver(observer);
-  std::thread poster([&] { notifier.postEventReferralsAttributionChanged(kNotice); });
-  while (!entered) std::this_thread::yield();
-  std::thread releaser([&] { leave = true; });
-  notifier.removeObserver(observer);
-  EXPECT_TRUE(finished);
-  poster.join();
-  releaser.join();
+  const auto post = [&] { notifier.postEventReferralsAttributionChanged(kNotice); };
+  std::thread other(post);
+  post();
+  other.join();
+  post();
+  EXPECT_EQ(inside, 2);
 }
 
 }  // namespace

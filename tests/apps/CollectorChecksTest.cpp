@@ -1,62 +1,42 @@
-#include <gtest/gtest.h>
-
 #include <cstdlib>
-#include <string>
-#include <vector>
 
 #include "apps/collector/Checks.h"
 #include "apps/collector/Inspector.h"
-#include "tests/apps/CollectorSupport.h"
+#include "tests/support/Testing.h"
 
 // Known answers, made with independent tools.
 namespace trovix::collector {
-namespace {
+
+constexpr const char* testKey = "kVx2pQ9sLmN4";
 
 TEST(CollectorChecks, OpensKnownBodies) {
-  struct Case {
-    const char* plain;
-    const char* devKey;
-    const char* message;
-  };
-  const std::vector<Case> cases{
+  const std::tuple<const char*, const char*, const char*> cases[] = {
       {"", testKey, "251472a3150eaa80de2b072889e31311000102030405060708090a0b0c0d0e0f0000000000000000"},
       {R"({"uid":"1612345678901-1234567","counter":"1"})", testKey,
        "d26066378232da570203f5b38ccd08e11f10d627dd678e29843e16e143f6b0720ae5f62d2f52be2513106218cf8a2eab"
        "f0e1d2c3b4a5968778695a4b3c2d1e0f0000000000000000"},
-      {"0123456789abcdef", "k",
-       "6357505dbbdd542712f134e9db1b045637317fafce74f0e33e35d79e1778055d"
-       "00112233445566778899aabbccddeeff0000000000000000"},
       {"{\"name\":\"Zoë ☕\"}", "ключ разработчика",
        "ed8184cd420d177251fb7d2e3c9b806014e9ba4c2b6dc8c9d8fe51467c9d9a21"
-       "0f0e0d0c0b0a090807060504030201000000000000000000"},
-  };
+       "0f0e0d0c0b0a090807060504030201000000000000000000"}};
   for (const auto& [plain, devKey, message] : cases) {
     const auto key = deriveBodyKey(devKey);
     ASSERT_TRUE(key);
-    const std::string bytes = bytesFromHex(message);
+    const std::string bytes = fromHex(message);
     EXPECT_EQ(openBody(bytes, *key), plain);
     EXPECT_EQ(openBody(bytes, *deriveBodyKey("another key")), std::nullopt) << plain;
     EXPECT_EQ(openBody(std::string_view(bytes).substr(1), *key), std::nullopt) << plain;
     EXPECT_EQ(openBody(std::string_view(bytes).substr(0, bytes.size() - 8), *key), std::nullopt) << plain;
   }
-  EXPECT_EQ(openBody("\xff", *deriveBodyKey("k")), std::nullopt);
-  EXPECT_EQ(openBody("", *deriveBodyKey("k")), std::nullopt);
+  for (const char* body : {"\xff", ""}) EXPECT_EQ(openBody(body, *deriveBodyKey("k")), std::nullopt);
 }
 
 TEST(CollectorChecks, VerifiesKnownChecksums) {
-  struct Case {
-    const char* timestamp;
-    const char* bundle;
-    const char* devKey;
-    const char* checksum;
-    const char* flags;  // simulator, development, integrity, counter, debugger
-  };
-  const std::vector<Case> cases{
+  // The five digits: simulator, development, integrity, counter, debugger.
+  const std::tuple<const char*, const char*, const char*, const char*, const char*> cases[] = {
       {"1612345678.900000", "com.example.shop", testKey, "fd24352ea040118439801c1fdd0f709d", "01010"},
       {"1612345670.000000", "com.example.shop", testKey, "10fc13dd5f70af13b23950ea9436ea2c", "01010"},
       {"1760000009.999999", "example.trovix.demo", "aaaaaaaaaaa", "64d330491992e741a618b3b5f16f1494", "11111"},
-      {"1760000005.123456", "a", "b", "c653017b36617e072b1af1d8104ca3ad", "01011"},
-  };
+      {"1760000005.123456", "a", "b", "c653017b36617e072b1af1d8104ca3ad", "01011"}};
   for (const auto& [timestamp, bundle, devKey, checksum, flags] : cases) {
     const double moment = std::strtod(timestamp, nullptr);
     const auto found = verifyChecksum(checksum, moment, bundle, devKey);
@@ -81,12 +61,18 @@ TEST(CollectorChecks, VerifiesKnownChecksums) {
     EXPECT_FALSE(verifyChecksum(fallback, 1612345678.9, "com.example.shop", testKey));
 }
 
+TEST(CollectorChecks, TakesTextOutsideAsciiAsTheClientsDo) {
+  constexpr const char* ofNothing = "b613679a0814d9ec772f95d778c35fc5ff1697c493715653c6c712144292c5ad";
+  EXPECT_EQ(keyedDigest("cl\u00e9", "cl\u00e9"), ofNothing);
+  EXPECT_EQ(sha1Digest("a\U0001F511"), sha1Digest("a\xF0\x9F"));
+}
+
 TEST(CollectorChecks, VerifiesKnownSignatures) {
   constexpr const char* installation = "uid=1612345678901-1234567&app_id=id123456789";
   const std::string moment = "1614864612000";
-  const auto get = [](std::string host, std::string target, Headers headers) {
-    headers.emplace_back("Host", std::move(host));
-    return Request{.method = "GET", .target = std::move(target), .headers = std::move(headers)};
+  const auto get = [](const char* host, const std::string& target, Headers headers) {
+    headers.emplace_back("Host", host);
+    return Request{.method = "GET", .target = target, .headers = std::move(headers)};
   };
   const auto ddl = [](const char* signature, const char* timestamp) {
     return Request{.method = "POST",
@@ -94,7 +80,7 @@ TEST(CollectorChecks, VerifiesKnownSignatures) {
                    .headers = {{"Host", "dlsdk.example.test"}, {"Content-Type", "application/json"}},
                    .body = std::string(R"({"timestamp":")") + timestamp + "\"}"};
   };
-  std::vector<Request> requests{
+  Request requests[] = {
       ddl("63b1d90cd00dd6c13e2cf39dc3b03e7f3fdab3228229a2607d77f1a46202f18d", "2021-03-04T13:30:12.000"),
       ddl("9d6d9decaf6fce9347287a67db66a79a59368a59fd4efd9f50f6f4e1b438ffeb", "2026-11-22T21:30:00.125"),
       get("skadsdk.example.test", std::string("/api/v1.0/rules?") + installation + "&currency=USD",
@@ -104,8 +90,7 @@ TEST(CollectorChecks, VerifiesKnownSignatures) {
           {{"Tx-Timestamp", moment},
            {"Authorization", "653b07c870e73c3153da98741f4ce129d5fdbc0487ba8d3f6adc8eef42aa81a0"}}),
       get("veyra.example.test", "/shortlink-sdk/v1/abc?id=1",
-          {{"tx-timestamp", "1614864612"}, {"authorization", "7b99937f4f9ef17786532f1bb8cf6821a6cbdd87"}}),
-  };
+          {{"tx-timestamp", "1614864612"}, {"authorization", "7b99937f4f9ef17786532f1bb8cf6821a6cbdd87"}})};
   Inspector inspector(testKey);
   Inspector stranger("another key");
   const auto signature = [](Inspector& judge, const Request& request) {
@@ -124,5 +109,4 @@ TEST(CollectorChecks, VerifiesKnownSignatures) {
   }
 }
 
-}  // namespace
 }  // namespace trovix::collector

@@ -1,18 +1,10 @@
-#include "core/ConversionData.h"
-
 #include "core/TrovixLibFixture.h"
 
 namespace trovix::test {
-namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr double kSixtyDays = 5'184'000;
 
-class ConversionDataTest : public TrovixLibFixture {
- protected:
+struct ConversionDataTest : TrovixLibFixture {
   ConversionDataTest() { makeSdk(); }
 
   void get() {
@@ -23,31 +15,10 @@ class ConversionDataTest : public TrovixLibFixture {
   void keep(Dictionary data) { storage().archive(std::move(data), "TrovixConversiondataKey"); }
 };
 
-TEST(JudgeConversionCacheTest, ExpiresAfterSixtyDaysOnly) {
-  const struct {
-    bool cached;
-    double receivedAt, now;
-    CacheVerdict verdict;
-  } cases[] = {{false, 0, 1e9, CacheVerdict::none},
-               {true, 0, 1e9, CacheVerdict::serve},
-               {true, 1e9, 1e9 + kSixtyDays, CacheVerdict::serve},
-               {true, 1e9, 1e9 + kSixtyDays + 0.5, CacheVerdict::expired},
-               {true, 2e9, 1e9, CacheVerdict::serve},
-               {false, 1e9, 1e9, CacheVerdict::none}};
-  for (const auto& [cached, receivedAt, now, verdict] : cases) {
-    EXPECT_EQ(judgeConversionCache(cached, receivedAt, now), verdict) << receivedAt << " at " << now;
-  }
-}
-
 TEST_F(ConversionDataTest, TellsVerdictsFromFailures) {
   using platform::urlError::timedOut;
   const Dictionary organic{{"tx_status", "Organic"}, {"tx_message", "organic install"}, {"is_first_launch", true}};
-  const struct {
-    const char* name;
-    Answer answer;
-    std::optional<Dictionary> verdict;
-    std::string message;
-  } cases[] = {
+  const std::tuple<const char*, Answer, std::optional<Dictionary>, std::string> cases[] = {
       {"an answer", {.body = R"({"campaign":"c"})"}, Dictionary{{"campaign", "c"}, {"is_first_launch", true}}, ""},
       {"not found", {.status = 404, .body = ""}, organic, ""},
       {"not found in HTML", {.status = 404, .body = "<p>"}, organic, ""},
@@ -58,23 +29,22 @@ TEST_F(ConversionDataTest, TellsVerdictsFromFailures) {
        std::nullopt,
        "Error with status code: 500"},
       {"the network", Answer::failure(timedOut), std::nullopt, "Request failed"},
-      {"half an answer", {.body = R"({"campaign")"}, std::nullopt, R"({"campaign")"},
-  };
-  for (const auto& testCase : cases) {
-    SCOPED_TRACE(testCase.name);
+      {"half an answer", {.body = R"({"campaign")"}, std::nullopt, R"({"campaign")"}};
+  for (const auto& [name, answer, verdict, message] : cases) {
+    SCOPED_TRACE(name);
     disk = std::make_shared<SimulatedDisk>();
     restart();
     successes.clear();
     failures.clear();
-    device->network.answer("gcdsdk.", testCase.answer);
+    device->network.answer("gcdsdk.", answer);
     get();
-    if (testCase.verdict) {
-      EXPECT_THAT(successes, ElementsAre(*testCase.verdict));
+    if (verdict) {
+      EXPECT_THAT(successes, ElementsAre(*verdict));
       EXPECT_THAT(failures, IsEmpty());
     } else {
       EXPECT_THAT(successes, IsEmpty());
       ASSERT_THAT(failures, SizeIs(1));
-      EXPECT_EQ(failures[0].localizedDescription(), testCase.message);
+      EXPECT_EQ(failures[0].localizedDescription(), message);
       EXPECT_EQ(storage().unarchiveForKey("TrovixConversiondataKey"), std::nullopt);
     }
   }
@@ -120,30 +90,23 @@ TEST_F(ConversionDataTest, RevivesAnExpiredVerdictAfterAFailedFetch) {
   EXPECT_EQ(fetchCount(), 1u);
 }
 
-TEST_F(ConversionDataTest, AsksForNobodyAndForNobodyThatListens) {
-  LogCapture log(*device);
+TEST_F(ConversionDataTest, AsksForNobodyAndDropsTheAnswerOfADelegateThatIsGone) {
   sdk->setIsStopped(true);
   get();
-  EXPECT_TRUE(log.has("[GCD-E03] `isStopped` enabled. Skip GCD"));
   sdk->setIsStopped(false);
-  delegate->onConversionDataSuccess = nullptr;
+  const auto onSuccess = std::exchange(delegate->onConversionDataSuccess, nullptr);
   get();
-  delegate.reset();
-  get();
-  EXPECT_EQ(log.count("[GCD-E01] Delegate is `nil` or does not respond to"), 2u);
   EXPECT_EQ(fetchCount(), 0u);
-}
 
-TEST_F(ConversionDataTest, DropsTheAnswerOfADelegateThatIsGone) {
-  LogCapture log(*device);
+  delegate->onConversionDataSuccess = onSuccess;
   device->network.answer("gcdsdk.", Answer{.delay = 1});
   sdk->getConversionData();
   delegate.reset();
   device->advance(2);
   EXPECT_THAT(successes, IsEmpty());
-  EXPECT_TRUE(log.has("[GCD-E04] Delegate does not respond to onConversionDataSuccess: with object:"));
   EXPECT_TRUE(storage().unarchiveForKey("TrovixConversiondataKey"));
+  get();
+  EXPECT_EQ(fetchCount(), 1u);
 }
 
-}  // namespace
 }  // namespace trovix::test

@@ -1,33 +1,19 @@
-#include <functional>
-
 #include "core/TrovixLibFixture.h"
 
 namespace trovix::test {
-namespace {
 
-using testing::ElementsAre;
-
-class EventPayloadTest : public TrovixLibFixture {
- protected:
+struct EventPayloadTest : TrovixLibFixture {
   EventPayloadTest() { makeSdk(); }
 
   Dictionary parameters(bool isLaunch) { return sdk->parts().payload.getEventParameters(isLaunch).dict(); }
 };
 
 TEST_F(EventPayloadTest, CarriesEachConditionalKeyOnlyWhenItsConditionHolds) {
-  const struct {
-    const char* key;
-    bool isLaunch;
-    std::function<void()> arrange;
-    Value expected;
-  } cases[] = {
+  const Dictionary one{{"a", "b"}};
+  const std::tuple<const char*, bool, std::function<void()>, Value> cases[] = {
       {"prev_session_dur", false, [&] { storage().setDouble(12, "TrovixLastSessionDuration"); }, 12.0},
       {"name", false, [&] { sdk->setShouldCollectDeviceName(true); }, "Ada's iPhone"},
-      {"backupInfo", false,
-       [&] {
-         storage().setDictionary({{"cnt", 2}}, "TrovixBackupInfo");
-       },
-       Dictionary{{"cnt", 2}}},
+      {"backupInfo", false, [&] { storage().setDictionary(one, "TrovixBackupInfo"); }, one},
       {"istu", false, [&] { sdk->setIsStopped(false); }, true},
       {"sharing_filter", false, [&] { sdk->setSharingFilterForAllPartners(); }, Array{"all"}},
       {"gcd_timing", true, [&] { storage().setDouble(250, "TrovixGetConversionDataTiming"); }, 250.0},
@@ -37,32 +23,25 @@ TEST_F(EventPayloadTest, CarriesEachConditionalKeyOnlyWhenItsConditionHolds) {
       {"idfv_optout", false, [&] { sdk->setDisableIDFVCollection(true); }, true},
       {"currency", false, [&] { sdk->setCurrencyCode("EURO"); }, "EURO"},
       {"appUID", false, [&] { sdk->setCustomerUserID("42"); }, "42"},
-      {"customData", false,
-       [&] {
-         sdk->setAdditionalData(Dictionary{{"a", "b"}});
-       },
-       R"({"a":"b"})"},
-      {"tx_iad_data", false,
-       [&] {
-         storage().setDictionary({{"x", 1}}, "TrovixSearchAdsAttribution");
-       },
-       Dictionary{{"x", 1}}},
+      {"customData", false, [&] { sdk->setAdditionalData(one); }, R"({"a":"b"})"},
+      {"tx_iad_data", false, [&] { storage().setDictionary(one, "TrovixSearchAdsAttribution"); }, one},
       {"veyra_id", false, [&] { sdk->setAppInviteVeyra("ab12"); }, "ab12"},
       {"veyra_ver", false, [&] { storage().setString("2", "veyraVersion"); }, "2"},
-      {"wac", false, [&] { storage().setBool(true, "TrovixIsAppClip"); }, true},
-  };
-  for (const auto& testCase : cases) {
-    EXPECT_FALSE(parameters(testCase.isLaunch).contains(testCase.key)) << testCase.key;
-    testCase.arrange();
-    if (testCase.isLaunch) {
-      EXPECT_FALSE(parameters(false).contains(testCase.key)) << testCase.key;
+      {"wac", false, [&] { storage().setBool(true, "TrovixIsAppClip"); }, true}};
+  for (const auto& [key, isLaunch, arrange, expected] : cases) {
+    EXPECT_FALSE(parameters(isLaunch).contains(key)) << key;
+    arrange();
+    if (isLaunch) {
+      EXPECT_FALSE(parameters(false).contains(key)) << key;
     }
-    const Dictionary payload = parameters(testCase.isLaunch);
-    const Value* value = payload.find(testCase.key);
-    ASSERT_NE(value, nullptr) << testCase.key;
-    EXPECT_EQ(*value, testCase.expected) << testCase.key;
+    const Dictionary payload = parameters(isLaunch);
+    const Value* value = payload.find(key);
+    ASSERT_NE(value, nullptr) << key;
+    EXPECT_EQ(*value, expected) << key;
   }
   EXPECT_FALSE(parameters(false).contains("vendorId"));
+  sdk->setAdditionalData(Dictionary{{"when", Date{0}}});
+  EXPECT_FALSE(parameters(false).contains("customData")) << "not valid as JSON";
 }
 
 TEST_F(EventPayloadTest, KeepsTheOrderOfKeysAndEmptyTextsForMissingFacts) {
@@ -82,43 +61,25 @@ TEST_F(EventPayloadTest, KeepsTheOrderOfKeysAndEmptyTextsForMissingFacts) {
   EXPECT_EQ(*parameters(false).string("sessioncounter"), "1");
 }
 
-TEST_F(EventPayloadTest, SendsOneShotValuesWithOneLaunchAndTimesLaunches) {
+TEST_F(EventPayloadTest, SendsOneShotValuesWithOneLaunch) {
   sdk->parts().session.setSourceApplication("com.example.mail");
   EXPECT_FALSE(parameters(false).contains("open_referrer"));
-  const Dictionary first = parameters(true);
-  EXPECT_EQ(*first.string("open_referrer"), "com.example.mail");
-  EXPECT_EQ(*first.string("timepassedsincelastlaunch"), "-1");
-  device->advance(61.4);
-  const Dictionary second = parameters(true);
-  EXPECT_EQ(*second.string("open_referrer"), "");
-  EXPECT_EQ(*second.string("timepassedsincelastlaunch"), "61");
+  EXPECT_EQ(*parameters(true).string("open_referrer"), "com.example.mail");
+  EXPECT_EQ(*parameters(true).string("open_referrer"), "");
 }
 
 TEST_F(EventPayloadTest, DigestsEmailsByTheirCryptType) {
-  const struct {
-    std::int32_t cryptType;
-    const char* expected;
-  } cases[] = {{0, R"({"plain_el_arr":["a@b.c"]})"},
-               {2, R"({"md5_el_arr":["5d60d4e28066df254d5452f92c910092"]})"},
-               {7, R"({"sha1_el_arr":["e2d6a40c8b4d3e6a2779ba1802ef29d13940a051"]})"},
-               {3, R"({"sha256_el_arr":["d648b243a3e817eaa3309e00e183483f2867baadf522099f0c2121770536b25a"]})"}};
-  LogCapture log(*device);
+  const std::pair<std::int32_t, const char*> cases[] = {
+      {0, R"({"plain_el_arr":["a@b.c"]})"},
+      {2, R"({"md5_el_arr":["5d60d4e28066df254d5452f92c910092"]})"},
+      {7, R"({"sha1_el_arr":["e2d6a40c8b4d3e6a2779ba1802ef29d13940a051"]})"},
+      {3, R"({"sha256_el_arr":["d648b243a3e817eaa3309e00e183483f2867baadf522099f0c2121770536b25a"]})"}};
   for (const auto& [cryptType, expected] : cases) {
     sdk->setUserEmails(Array{"a@b.c", 5}, cryptType);
     EXPECT_EQ(*parameters(false).string("user_emails"), expected) << cryptType;
   }
-  EXPECT_EQ(log.count("[WARN]  Trovix: Warning: email provided are not in the right format."), 4u);
   sdk->setUserEmails(Array{}, 0);
   EXPECT_FALSE(parameters(false).contains("user_emails"));
-}
-
-TEST_F(EventPayloadTest, WarnsOfCurrencyAndCustomDataItCannotUse) {
-  LogCapture log(*device);
-  sdk->setCurrencyCode("EURO");
-  sdk->setAdditionalData(Dictionary{{"when", Date{0}}});
-  EXPECT_FALSE(parameters(false).contains("customData"));
-  EXPECT_TRUE(log.has("Trovix WARNING: currency code should be 3 characters!!! 'EURO' is not a legal value."));
-  EXPECT_TRUE(log.has("[WARN]  Trovix: customData is not valid json data"));
 }
 
 TEST_F(EventPayloadTest, NullsWhatTheAdRevenueReportMisses) {
@@ -134,5 +95,4 @@ TEST_F(EventPayloadTest, NullsWhatTheAdRevenueReportMisses) {
   EXPECT_EQ(*report->string("tx_key"), kDevKey);
 }
 
-}  // namespace
 }  // namespace trovix::test

@@ -9,6 +9,7 @@
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageFactory.h"
 #include "support/SimulatedDevice.h"
+#include "trovix/Json.h"
 
 namespace trovix {
 namespace {
@@ -37,6 +38,12 @@ struct Process {
   TXSDKSKAdNetwork keeper{device.platform(), loader, *storage};
 };
 
+Value nestedArrays(std::size_t depth) {
+  Value value = Array{};
+  for (std::size_t i = 1; i < depth; ++i) value = Array{std::move(value)};
+  return value;
+}
+
 Value rules(Dictionary fields) { return Dictionary{{"sk_rules", std::move(fields)}}; }
 
 TEST(SKAdRule, GivesTheCandidateOfEachMode) {
@@ -63,6 +70,7 @@ TEST(SKAdRule, GivesTheCandidateOfEachMode) {
       {"a refund", revenue, "tx_purchase", {{"tx_price", -5}}, 0},
       {"a position is a bit", narrowBits, "e2", {}, 4},
       {"a null keeps its position", {{"ev", Array{"e0", nullptr, "e2"}}}, "e2", {}, 4},
+      {"so does what is nested too deep to send", {{"ev", Array{"e0", nestedArrays(62), "e2"}}}, "e2", {}, 4},
       {"a high position without the sixth bit", narrowBits, "e5", {}, 0},
       {"a high position with it", {{"ev", eventNames(7)}, {"ms", 1}}, "e5", {}, -32},
       {"a low position with it", {{"ev", eventNames(7)}, {"ms", 1}}, "e1", {}, 34},
@@ -71,12 +79,14 @@ TEST(SKAdRule, GivesTheCandidateOfEachMode) {
       {"a cap of 63 when the flag is absent", {{"s2s", true}}, "any", {{"conversion_value_s2s", 99}}, 63},
       {"event names win over the event name", {{"en", "e0"}, {"ev", eventNames(3)}}, "e1", {}, 2},
       {"revenue needs both numbers", {{"en", "level"}, {"ex", 10}, {"di", 0}}, "level", {}, 1},
-      {"wrong types are no rule", {{"en", 7}, {"ev", "e0"}, {"ex", "1"}, {"di", "1"}, {"s2s", "true"}}, "e0", {}, 0},
-  };
+      {"wrong types are no rule", {{"en", 7}, {"ev", "e0"}, {"ex", "1"}, {"di", "1"}, {"s2s", "true"}}, "e0", {}, 0}};
   for (const Case& c : cases) {
     Process process;
     EXPECT_EQ(process.keeper.didReceiveConfiguration(rules(c.rule)), Outcome::applied) << c.about;
     EXPECT_EQ(process.update(c.event, c.values), c.expected) << c.about;
+    const auto stored = process.storage->dictionaryForKey(storageKey::conversionRules);
+    ASSERT_TRUE(stored) << c.about;
+    EXPECT_TRUE(jsonText(Dictionary{{"sk_rules", *stored}})) << c.about;
   }
 }
 

@@ -1,17 +1,7 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "core/TrovixLibParts.h"
 #include "support/LogCapture.h"
-#include "support/SimulatedDevice.h"
 #include "trovix/TrovixLib.h"
 
 namespace trovix::test {
@@ -22,7 +12,6 @@ inline constexpr const char* kDevKey = "AbCdEfGhIjKlMn";
 struct SentEvent {
   std::string url;
   Dictionary body;
-  double sentAt = 0;
 
   /// "(missing)" for a key that is not there.
   std::string text(std::string_view key) const {
@@ -38,8 +27,7 @@ struct Outcome {
 };
 
 /// An application with the SDK in it, process after process over one disk. The network is up and answers "{}".
-class TrovixLibFixture : public testing::Test {
- protected:
+struct TrovixLibFixture : testing::Test {
   TrovixLibFixture() { beginProcess(); }
 
   /// Ends the process, and begins the next one without making its SDK.

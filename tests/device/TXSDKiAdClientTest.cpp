@@ -1,18 +1,11 @@
 #include "device/TXSDKiAdClient.h"
 
-#include <gmock/gmock.h>
-
 #include <cmath>
 
 #include "support/LogCapture.h"
-#include "support/SimulatedDevice.h"
 #include "trovix/Json.h"
 
 namespace trovix {
-namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 struct TXSDKiAdClientTest : testing::Test {
   TXSDKiAdClientTest() { client.setQueue(queue); }
@@ -46,25 +39,23 @@ struct TXSDKiAdClientTest : testing::Test {
 };
 
 TEST_F(TXSDKiAdClientTest, StatusDecidesWhetherTheIdentifierIsRead) {
-  using Status = std::optional<std::int64_t>;
-  const std::tuple<const char*, Status, bool, std::string> cases[] = {
+  using Reported = std::optional<std::int64_t>;
+  const std::tuple<const char*, Reported, bool, std::string> cases[] = {
       {"13.7", 2, false, "-1 read"},
       {"14.0", 3, false, "3 read"},
       {"14", 0, false, "0 read"},
       {"17.2", 1, false, "1 Denied/Restricted"},
       {"17.2", 7, false, "7 No class/unknown"},
-      {"17.2", Status(), false, "-3 No class/unknown"},
-      {"17.2", 3, true, "3 IDFA disabled"},
-  };
+      {"17.2", Reported(), false, "-3 No class/unknown"},
+      {"17.2", 3, true, "3 IDFA disabled"}};
   for (const auto& [system, reported, isDisabled, expected] : cases) {
     device.facts.version = system;
     device.frameworks.identifiers.identifier = "read";
     device.frameworks.tracking.status = reported;
     client.setDisableAdvertisingIdentifier(isDisabled);
-    const AdvertisingIdentity identity = identityNow();
-    EXPECT_EQ(fmt::format("{} {}{}", identity.trackingStatus, identity.identifier, identity.reason.value_or("")),
-              expected);
-    EXPECT_NE(identity.isTrackingEnabled, identity.reason.has_value()) << expected;
+    const AdvertisingIdentity got = identityNow();
+    EXPECT_EQ(fmt::format("{} {}{}", got.trackingStatus, got.identifier, got.reason.value_or("")), expected);
+    EXPECT_NE(got.isTrackingEnabled, got.reason.has_value()) << expected;
   }
 }
 
@@ -94,6 +85,8 @@ TEST_F(TXSDKiAdClientTest, HandlersWaitForTheConsentAnswerInTheirOrder) {
   device.frameworks.tracking.status = 3;
   device.advance(0.5);
   ask("late");
+  device.advance(0.5);
+  EXPECT_EQ(device.queues.delayedCount(), 0U) << "the time-out is withdrawn with its wait";
   device.advance(120);
   EXPECT_THAT(answers, ElementsAre("first read @1.5", "second read @1.5", "late read @1.75"));
 }
@@ -138,8 +131,7 @@ TEST_F(TXSDKiAdClientTest, SearchAdsAreAskedAgainAsTheCodeSays) {
       {{0, 6, 100}, "details @4.75"},
       {{2, 4, 5, 0}, "ADClientErrorUnknown @6.75"},
       {{2, 7}, "ADClientErrorUnsupportedPlatform @2.75"},
-      {{-1}, "Unexpected @0.75"},
-  };
+      {{-1}, "Unexpected @0.75"}};
   for (const auto& [codes, expected] : cases) {
     auto& searchAds = device.frameworks.searchAds;
     searchAds.answers.clear();
@@ -169,5 +161,4 @@ TEST_F(TXSDKiAdClientTest, TheTokenNeedsVersion14Point3) {
   EXPECT_EQ(token(), R"({"error":-1})");
 }
 
-}  // namespace
 }  // namespace trovix

@@ -1,13 +1,11 @@
 #include "device/TXSystemInfo.h"
 
-#include <gtest/gtest.h>
-
 #include "device/TXSDKDevice.h"
 #include "support/SimulatedDevice.h"
+#include "support/Testing.h"
 #include "trovix/Json.h"
 
 namespace trovix {
-namespace {
 
 struct TXSystemInfoTest : testing::Test {
   test::SimulatedDevice device;
@@ -46,8 +44,7 @@ TEST_F(TXSystemInfoTest, NamesTheProcessor) {
       {7, 0, 0x582ed09c, "\xff", "Intel Core M/i5/i7 (Haswell)"},
       {7, 1, 0, "", "Intel"},
       {18, 0, -823913143, "brand", "PowerPC G3"},  // the signed reading of 0xcee41549
-      {99, 9, 0, "", {}},
-  };
+      {99, 9, 0, "", {}}};
   for (const auto& [type, subtype, family, brand, expected] : cases) {
     system.integers = {{"hw.cputype", type}, {"hw.cpusubtype", subtype}, {"hw.cpufamily", family}};
     std::erase_if(system.integers, [](const auto& entry) { return entry.second == 0; });
@@ -66,5 +63,4 @@ TEST(CompareVersionsTest, ComparesNumbersAndNotText) {
   }
 }
 
-}  // namespace
 }  // namespace trovix

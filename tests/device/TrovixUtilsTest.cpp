@@ -1,16 +1,9 @@
 #include "device/TrovixUtils.h"
 
-#include <gmock/gmock.h>
-
-#include "platform/Url.h"
 #include "support/LogCapture.h"
-#include "support/SimulatedDevice.h"
 #include "trovix/Json.h"
 
 namespace trovix {
-namespace {
-
-using testing::ElementsAre;
 
 struct TrovixUtilsTest : testing::Test {
   test::SimulatedDevice device;
@@ -24,7 +17,7 @@ TEST_F(TrovixUtilsTest, AReceiptIsADictionaryAndAFailureAText) {
   EXPECT_EQ(utils.getStoreReceipt(), (Dictionary{{"data", encoded}}));
   device.fileSystem.failReads = {5, ""};
   EXPECT_EQ(*utils.getStoreReceipt().string("data"), "-1");
-  EXPECT_THAT(*utils.getStoreReceipt().string("message"), testing::HasSubstr(posixErrorDomain));
+  EXPECT_THAT(*utils.getStoreReceipt().string("message"), HasSubstr(posixErrorDomain));
 }
 
 TEST_F(TrovixUtilsTest, DigestsCoverWhatTheServersCover) {
@@ -41,26 +34,6 @@ TEST_F(TrovixUtilsTest, DigestsCoverWhatTheServersCover) {
   EXPECT_EQ(bytes, (Data{0, 0, 0, 0xff}));
 }
 
-TEST_F(TrovixUtilsTest, LogsARequestUnderTheLabelOfItsKind) {
-  const std::string separator = "\n<~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~+~~+~>\n";
-  const test::LogCapture log(device);
-  for (const auto& [kind, label] : std::initializer_list<std::pair<std::uint64_t, const char*>>{
-           {928, "Start"}, {528, "First Start"}, {20, "Event"}, {4224, "iAd"}, {4096, "DDL"}, {8, "Other"}}) {
-    TrovixUtils::logRequestContent(kind, "https://host/?a={}", "{}");
-    EXPECT_TRUE(log.has(
-        fmt::format("\n{}<~+~   SEND {}:   https://host/?a={{}}{}\n{{}}\n{}", separator, label, separator, separator)));
-  }
-}
-
-TEST_F(TrovixUtilsTest, ReadsAndAddsQueryItems) {
-  const auto url = *platform::Url::parse("https://host/p?x=1&x=2&y&z=&w=a%20b#top");
-  EXPECT_EQ(TrovixUtils::queryParametersFromURL(url), (Dictionary{{"x", "2"}, {"z", ""}, {"w", "a b"}}));
-  const Dictionary added{{"pid", "a&b"}, {"x", "3"}};
-  EXPECT_EQ(TrovixUtils::urlValidatedWithString("host/p", url, added).absoluteString(),
-            "https://host/p?x=1&x=2&y&z=&w=a%20b&pid=a%26b&x=3#top");
-  EXPECT_EQ(TrovixUtils::urlValidatedWithString("other", url, added).absoluteString(), url.absoluteString());
-}
-
 TEST_F(TrovixUtilsTest, OnlyShortAndBrandedLinksHaveAPath) {
   const std::string failed = "Could not create `shortlink`";
   const std::string path = "/shortlink-sdk/v1/abc?id=xyz";
@@ -71,8 +44,7 @@ TEST_F(TrovixUtilsTest, OnlyShortAndBrandedLinksHaveAPath) {
       {"https://brand.example/abc/xyz", false, "Deeplink doesn't not match template or not found custom domain"},
       {"vy.trovix.example/abc/xyz", false, failed},
       {"shop:abc/xyz/vy.trovix.example", false, failed},
-      {std::nullopt, true, failed},
-  };
+      {std::nullopt, true, failed}};
   for (const auto& [link, isBranded, message] : cases) {
     std::string said;
     const auto answer = TrovixUtils::getVeyraPathWithURL(link, isBranded, said);
@@ -119,6 +91,8 @@ TEST_F(TrovixUtilsTest, AsksTheCompanionOnlyWhenItIsLinked) {
         [&](const Dictionary& answer) { answers.push_back(jsonText(answer).value_or("")); });
   };
   fetch();
+  device.classRegistry.classes["FBSDKAppLinkUtility"] = nullptr;
+  fetch();
   const auto utility = std::make_shared<test::SimulatedAppLinkUtility>();
   device.classRegistry.classes["FBSDKAppLinkUtility"] = utility;
   fetch();
@@ -127,9 +101,9 @@ TEST_F(TrovixUtilsTest, AsksTheCompanionOnlyWhenItIsLinked) {
   utility->answer(std::optional<std::string>("shop://a"));
   utility->responds = false;
   fetch();
-  EXPECT_THAT(answers, ElementsAre(R"({"error":"`FBSDKAppLinkUtility` class not found"})",
-                                   R"({"ttr":"1.25","link":"shop://a"})", R"({"error":"Unknown error"})"));
+  EXPECT_THAT(answers,
+              ElementsAre(R"({"error":"`FBSDKAppLinkUtility` class not found"})", R"({"error":"Unknown error"})",
+                          R"({"ttr":"1.25","link":"shop://a"})", R"({"error":"Unknown error"})"));
 }
 
-}  // namespace
 }  // namespace trovix

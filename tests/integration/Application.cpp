@@ -1,18 +1,9 @@
 #include "integration/Application.h"
 
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <iterator>
-#include <thread>
-#include <utility>
-
 #include "trovix/Json.h"
 
 namespace trovix::test {
 namespace {
-
-constexpr std::chrono::seconds kPatience(20);
 
 constexpr const char* kPhone = R"json({
   "device": {"systemName": "iOS", "systemVersion": "17.2", "identifierForVendor": "7D9E1B2C-4F5A-4C6B-8D7E-9F0A1B2C3D4E"},
@@ -38,15 +29,6 @@ platform::LinuxPlatformOptions optionsOf(const World& world, const Device& devic
 
 }  // namespace
 
-bool eventually(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
-}
-
 void Hearing::hear(Told told) {
   const std::lock_guard lock(mutex_);
   told_.push_back(std::move(told));
@@ -68,7 +50,7 @@ World::World(Dictionary scenario)
 }
 
 std::vector<Dictionary> World::received(std::string_view kind, std::size_t count) const {
-  EXPECT_TRUE(collector.waitForRequests(kind, count, kPatience)) << count << " of " << kind;
+  EXPECT_TRUE(collector.waitForRequests(kind, count, std::chrono::seconds(20))) << count << " of " << kind;
   auto requests = collector.requestsOfKind(kind);
   // A test that has failed already may read on.
   if (requests.size() < count) requests.resize(count);
@@ -87,11 +69,6 @@ Application::Application(const World& world, const Device& device)
 void Application::configure() {
   delegate = std::make_shared<TrovixLibDelegate>();
   delegate->onConversionDataSuccess = [this](const Dictionary& data) { hearing.hear({"conversionData", data}); };
-  delegate->onConversionDataFail = [this](const Error& error) { hearing.hear({"conversionDataFailure", {}, error}); };
-  delegate->onAppOpenAttribution = [this](const Dictionary& data) { hearing.hear({"attribution", data}); };
-  delegate->onAppOpenAttributionFailure = [this](const Error& error) {
-    hearing.hear({"attributionFailure", {}, error});
-  };
   sdk.setTrovixDevKey(devKey);
   sdk.setAppleAppID(Value("1234567890"));
   sdk.setDelegate(delegate);

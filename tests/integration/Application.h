@@ -1,15 +1,6 @@
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "apps/collector/Collector.h"
 #include "linux/TemporaryDirectory.h"
@@ -20,9 +11,6 @@
 namespace trovix::test {
 
 inline constexpr const char* devKey = "kVx2pQ9sLmN4";
-
-/// Whether it came true before it counts as never.
-bool eventually(const std::function<bool()>& condition);
 
 /// Something that the application was told.
 struct Told {
@@ -66,8 +54,7 @@ struct Application {
   /// Ends as a process does.
   ~Application() { platform.shutDown(); }
 
-  /// Developer key, application identifier and a delegate. Heard: "conversionData", "attribution", and their
-  /// "...Failure".
+  /// Developer key, application identifier and a delegate. Heard: "conversionData".
   void configure();
   /// Configures and starts. Heard: "start".
   void launch();

@@ -1,23 +1,13 @@
 #include "platform/linux/LinuxFileSystem.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <atomic>
-#include <cerrno>
-#include <thread>
 
 #include "linux/TemporaryDirectory.h"
 #include "platform/linux/DeviceProfile.h"
 #include "platform/linux/LinuxBundle.h"
 
 namespace trovix::platform {
-namespace {
-
-using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
 
 struct LinuxFileSystemTest : ::testing::Test {
   TemporaryDirectory directory;
@@ -31,9 +21,7 @@ TEST_F(LinuxFileSystemTest, AtomicWritesLeaveNothingButTheFile) {
   for (const std::size_t size : {0U, 100U, 70000U}) {
     ASSERT_TRUE(files.writeAtomically(path, Data(size, 7)));
     EXPECT_EQ(files.entryCount(directory / "a/b"), 1U);
-    const auto read = files.read(path, 70000);
-    ASSERT_TRUE(read);
-    EXPECT_EQ(*read, Data(size, 7));
+    EXPECT_EQ(files.read(path, 70000).value(), Data(size, 7));
   }
   EXPECT_EQ(files.entryCount(directory / "staging"), 0U);
   EXPECT_EQ(files.writeAtomically(directory / "missing/file", {}).error().code(), ENOENT);
@@ -43,7 +31,7 @@ TEST_F(LinuxFileSystemTest, AtomicWritesLeaveNothingButTheFile) {
 TEST_F(LinuxFileSystemTest, AReaderNeverSeesAPart) {
   const std::string path = directory / "file";
   std::atomic<bool> done = false;
-  std::thread writer([&] {
+  const std::jthread writer([&] {
     for (std::uint8_t i = 1; i < 100; ++i) EXPECT_TRUE(files.writeAtomically(path, Data(20000, i)));
     done = true;
   });
@@ -51,7 +39,6 @@ TEST_F(LinuxFileSystemTest, AReaderNeverSeesAPart) {
     const auto read = files.read(path, 100000);
     ASSERT_TRUE(!read || *read == Data(20000, read->at(0)));
   }
-  writer.join();
 }
 
 TEST_F(LinuxFileSystemTest, ReadingIsBoundedAndNeverWaits) {
@@ -62,7 +49,6 @@ TEST_F(LinuxFileSystemTest, ReadingIsBoundedAndNeverWaits) {
   EXPECT_EQ(files.read(directory / "pipe", 4).error().code(), EINVAL);
   EXPECT_EQ(files.read(directory.path(), 4).error().code(), EISDIR);
   EXPECT_EQ(files.read(directory / "none", 4).error().code(), ENOENT);
-  EXPECT_FALSE(isPassingFailure(files.read(directory / "none", 4).error()));
 }
 
 TEST_F(LinuxFileSystemTest, WalksAndRemovesWithoutFollowingLinks) {
@@ -92,7 +78,6 @@ TEST_F(LinuxFileSystemTest, CreationTimesStay) {
   EXPECT_EQ(markedCreationTime(directory / "Library"), marked);
   EXPECT_NEAR(*marked, *created, 60);
   EXPECT_EQ(files.creationTime(directory / "none"), std::nullopt);
-  EXPECT_EQ(markedCreationTime(directory / "none"), std::nullopt);
 }
 
 TEST_F(LinuxFileSystemTest, TheProfilesWordOnSpaceCounts) {
@@ -102,8 +87,6 @@ TEST_F(LinuxFileSystemTest, TheProfilesWordOnSpaceCounts) {
   EXPECT_EQ(files.space(directory.path())->totalBytes, 0U);
   profile.merge({{"disk", Dictionary{{"error", Dictionary{{"domain", "D"}, {"code", 9}}}}}});
   EXPECT_EQ(files.space(directory.path()).error(), Error("D", 9));
-  profile.merge({{"disk", Dictionary{{"free", 6}}}});
-  EXPECT_EQ(files.space(directory.path())->freeBytes, 6U);
 }
 
 TEST_F(LinuxFileSystemTest, TheReceiptFollowsTheProfile) {
@@ -114,12 +97,9 @@ TEST_F(LinuxFileSystemTest, TheReceiptFollowsTheProfile) {
     EXPECT_EQ(bundle.receiptPath(), path);
     return files.exists(path) ? contentOf(path) : "none";
   };
-  EXPECT_EQ(receipt(nullptr), "none");
   EXPECT_EQ(receipt("YWJj"), "abc");
   EXPECT_EQ(receipt("ZGVm"), "def");
   EXPECT_EQ(receipt("not base64!"), "none");
-  EXPECT_EQ(receipt(7), "none");
 }
 
-}  // namespace
 }  // namespace trovix::platform

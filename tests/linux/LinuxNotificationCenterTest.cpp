@@ -1,16 +1,10 @@
 #include "platform/linux/LinuxNotificationCenter.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <future>
-#include <thread>
+
+#include "support/Testing.h"
 
 namespace trovix::platform {
-namespace {
-
-using ::testing::ElementsAre;
 
 TEST(LinuxNotificationCenterTest, HandlersMayAddAndRemove) {
   LinuxNotificationCenter center;
@@ -39,21 +33,19 @@ TEST(LinuxNotificationCenterTest, RemovalWaitsForTheHandlerOnAnotherThread) {
     leave.get_future().wait();
     finished = true;
   });
-  std::thread poster([&] { center.post({"a", std::nullopt}); });
+  const std::jthread poster([&] { center.post({"a", std::nullopt}); });
   entered.get_future().wait();
-  std::thread remover([&] {
+  const std::jthread remover([&] {
     registration.reset();
     EXPECT_TRUE(finished);
   });
   leave.set_value();
-  remover.join();
-  poster.join();
 }
 
 TEST(LinuxNotificationCenterTest, SurvivesItsUsersInAnyOrder) {
   auto center = std::make_unique<LinuxNotificationCenter>();
   auto outliving = center->addObserver("a", [](const Notification&) {});
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   std::atomic<int> calls = 0;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
@@ -63,10 +55,9 @@ TEST(LinuxNotificationCenterTest, SurvivesItsUsersInAnyOrder) {
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   EXPECT_GE(calls, 800);
   center.reset();
 }
 
-}  // namespace
 }  // namespace trovix::platform

@@ -1,16 +1,14 @@
 #include "trovix/platform/LinuxPlatform.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <thread>
+#include <csignal>
+#include <future>
 
 #include "linux/LoopbackServer.h"
+#include "linux/TemporaryDirectory.h"
+#include "platform/linux/LinuxOutput.h"
 #include "trovix/platform/Queues.h"
 #include "trovix/platform/URLSession.h"
 
@@ -27,33 +25,39 @@ const int endsChildren = std::atexit([] {
 });
 
 struct LinuxPlatformTest : testing::Test {
-  LinuxPlatformTest() {
-    std::string name = testing::TempDir() + "platform-XXXXXX";
-    directory = ::mkdtemp(name.data());
-  }
-  ~LinuxPlatformTest() override { std::filesystem::remove_all(directory); }
+  LinuxPlatformOptions options() const { return {.dataDirectory = directory.path()}; }
 
-  LinuxPlatformOptions options() {
-    LinuxPlatformOptions made;
-    made.dataDirectory = directory;
-    return made;
-  }
-
-  std::string directory;
+  TemporaryDirectory directory;
 };
 
+TEST(LinuxOutputTest, ReadersThatAreGoneSendTheHostNoSignal) {
+  static volatile std::sig_atomic_t signals = 0;
+  const auto writeToNobody = [] {
+    std::signal(SIGPIPE, [](int) { signals = 1; });
+    int ends[2];
+    if (::pipe(ends) != 0) ::_exit(2);
+    ::close(ends[0]);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) ::dup2(ends[1], stream);
+    LinuxConsole().print("text");
+    LinuxSystemLog().write("text");
+    if (signals != 0) ::_exit(1);
+    ::raise(SIGPIPE);
+    ::_exit(signals == 1 ? 0 : 3);
+  };
+  EXPECT_EXIT(writeToNobody(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(LinuxPlatformTest, IsBusyWhileTasksWaitAndRequestsAreOut) {
-  test::LoopbackServer server([](const std::string&) { return test::answer("200 OK"); });
+  test::LoopbackServer server([](const test::Request&) { return test::Reply(); });
   LinuxPlatform platform(options());
   EXPECT_TRUE(platform.isIdle());
   bool answered = false;
   const auto queue = platform.services().queues.makeSerialQueue("test");
   queue->postAfter(5ms, [&] {
     EXPECT_TRUE(platform.isIdle()) << "but for itself";
-    URLRequest request;
-    request.url = server.url("/");
-    platform.services().urlSessions.shared().startTask(
-        request, [&](URLResult) { platform.services().queues.mainQueue().post([&] { answered = true; }); });
+    platform.services().urlSessions.shared().startTask({.url = server.url("/")}, [&](URLResult) {
+      platform.services().queues.mainQueue().post([&] { answered = true; });
+    });
     EXPECT_FALSE(platform.isIdle());
   });
   EXPECT_TRUE(platform.runMainLoopUntil([&] { return platform.isIdle(); }, 10s));
@@ -62,21 +66,20 @@ TEST_F(LinuxPlatformTest, IsBusyWhileTasksWaitAndRequestsAreOut) {
 
 TEST_F(LinuxPlatformTest, ShutDownRunsDelayedTasksAndAbandonsTheWire) {
   std::atomic<int> asked{0};
-  test::LoopbackServer server([&](const std::string&) {
+  test::LoopbackServer server([&](const test::Request&) {
     ++asked;
-    return test::Reply{};
+    return test::Reply{.delay = 1h};
   });
   int ran = 0;
   bool completed = false;
   {
     LinuxPlatform platform(options());
-    URLRequest request;
-    request.url = server.url("/");
     const auto load = [&] {
-      platform.services().urlSessions.shared().startTask(request, [&](URLResult) { completed = true; });
+      platform.services().urlSessions.shared().startTask({.url = server.url("/")},
+                                                         [&](URLResult) { completed = true; });
     };
     load();
-    while (asked == 0) std::this_thread::yield();
+    EXPECT_TRUE(eventually([&] { return asked > 0; }));
     platform.services().queues.makeSerialQueue("test")->postAfter(1h, [&] {
       ++ran;
       load();
@@ -90,23 +93,70 @@ TEST_F(LinuxPlatformTest, ShutDownRunsDelayedTasksAndAbandonsTheWire) {
   EXPECT_FALSE(completed);
 }
 
+TEST_F(LinuxPlatformTest, WhatWaitsWhenItShutsDownIsReleased) {
+  test::LoopbackServer server([](const test::Request& request) {
+    if (request.target == "/moved") return test::Reply{.status = 302, .headers = {{"Location", "/"}}};
+    return test::Reply{.delay = request.target == "/silent" ? 1h : 0h};
+  });
+  enum Stage { queued, delayed, begun, out, answered, redirected, global, main, stageCount };
+  for (int stage = queued; stage < stageCount; ++stage) {
+    SCOPED_TRACE(stage);
+    std::weak_ptr<SerialQueue> released;
+    {
+      LinuxPlatform platform(options());
+      auto& queues = platform.services().queues;
+      std::atomic<int> hanging{0};
+      const Task hang = [&] {
+        ++hanging;
+        EXPECT_TRUE(eventually([&] { return platform.isIdle(); })) << "as it is once it has stopped";
+        --hanging;
+      };
+      const auto session = platform.services().urlSessions.makeSession([&](auto, auto&, auto&, URLRequest next) {
+        hang();
+        return next;
+      });
+      const auto load = [&](const char* path, Task task) {
+        session->startTask({.url = server.url(path)}, [task = std::move(task)](URLResult) { task(); });
+      };
+      auto queue = queues.makeSerialQueue("test");
+      released = queue;
+      queue->post([&, queue] {
+        // As what an SDK leaves waiting does, it holds a queue.
+        const Task waiting = [queue] {};
+        if (stage == delayed) queue->postAfter(1h, waiting);
+        if (stage == main) queues.mainQueue().post(waiting);
+        if (stage == redirected) return load("/moved", waiting);
+        if (stage == answered) return load("/", [&, waiting] { load("/", waiting), hang(); });
+        if (stage == begun || stage == out) load(stage == out ? "/silent" : "/", waiting);
+        for (int i = 0; stage == global && i < 3; ++i) queues.globalQueue().post(i < 2 ? hang : waiting);
+        queue->post(stage == out ? hang : waiting);
+        if (stage != out) hang();
+      });
+      queue.reset();
+      EXPECT_TRUE(eventually([&] { return hanging > 0; }));
+      platform.shutDown(0s);
+      EXPECT_TRUE(eventually([&] { return hanging == 0; }));
+    }
+    EXPECT_TRUE(eventually([&] { return released.expired(); }));
+  }
+}
+
 TEST_F(LinuxPlatformTest, ATaskThatHangsDelaysTheEndNoLongerThanTheLimit) {
-  std::atomic<bool> entered{false};
-  std::atomic<bool> release{false};
+  std::promise<void> entered, release;
   std::atomic<bool> released{false};
   {
     LinuxPlatform platform(options());
     platform.services().queues.makeSerialQueue("test")->post([&] {
-      entered = true;
-      while (!release) std::this_thread::sleep_for(1ms);
+      entered.set_value();
+      release.get_future().wait();
       released = true;
     });
-    while (!entered) std::this_thread::yield();
+    EXPECT_EQ(entered.get_future().wait_for(20s), std::future_status::ready);
     platform.shutDown(1ms);
     EXPECT_FALSE(released);
   }
-  release = true;
-  while (!released) std::this_thread::yield();
+  release.set_value();
+  EXPECT_TRUE(eventually([&] { return released.load(); }));
 }
 
 TEST_F(LinuxPlatformTest, TheChildOfAForkIsInert) {
@@ -153,21 +203,16 @@ using LinuxPlatformDeathTest = LinuxPlatformTest;
 TEST_F(LinuxPlatformDeathTest, DelayedTasksRunHoweverTheProcessEnds) {
   testing::GTEST_FLAG(death_test_style) = "threadsafe";
   using Way = void (*)(LinuxPlatform&, SerialQueue&);
+  static constexpr auto leave = [] { std::exit(7); };
   const Way ways[] = {
-      [](LinuxPlatform&, SerialQueue&) { std::exit(7); },
-      [](LinuxPlatform&, SerialQueue&) { std::thread([] { std::exit(7); }).join(); },
+      [](LinuxPlatform&, SerialQueue&) { leave(); },
+      [](LinuxPlatform&, SerialQueue&) { std::thread(leave).join(); },
       [](LinuxPlatform& platform, SerialQueue&) {
-        platform.services().queues.mainQueue().post([] { std::exit(7); });
+        platform.services().queues.mainQueue().post(leave);
         platform.runMainLoop();
       },
-      [](LinuxPlatform&, SerialQueue& queue) {
-        queue.post([] { std::exit(7); });
-        std::this_thread::sleep_for(1h);
-      },
-      [](LinuxPlatform& platform, SerialQueue&) {
-        platform.services().queues.globalQueue().post([] { std::exit(7); });
-        std::this_thread::sleep_for(1h);
-      },
+      [](LinuxPlatform&, SerialQueue& queue) { queue.post(leave); },
+      [](LinuxPlatform& platform, SerialQueue&) { platform.services().queues.globalQueue().post(leave); },
   };
   for (const Way way : ways) {
     EXPECT_EXIT(
@@ -179,6 +224,7 @@ TEST_F(LinuxPlatformDeathTest, DelayedTasksRunHoweverTheProcessEnds) {
             main.post([queue] { (*queue)->post([] { std::fputs("event cached\n", stderr); }); });
           });
           way(*platform, **queue);
+          std::this_thread::sleep_for(1h);
         },
         testing::ExitedWithCode(7), "event cached");
   }

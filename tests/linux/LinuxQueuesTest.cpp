@@ -1,22 +1,15 @@
 #include "platform/linux/LinuxQueues.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <atomic>
 #include <deque>
 #include <future>
-#include <thread>
-#include <vector>
 
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/QueueHub.h"
+#include "support/Testing.h"
 
 namespace trovix::platform {
-namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
 
 const auto soon = [] { return std::chrono::steady_clock::now() + 10s; };
 
@@ -27,31 +20,29 @@ struct LinuxQueuesTest : testing::Test {
 };
 
 TEST_F(LinuxQueuesTest, SerialQueueKeepsItsOrderAndOutlivesItsHandle) {
-  constexpr int posters = 4;
-  constexpr int tasks = 500;
-  std::vector<std::vector<int>> seen(posters);
+  std::vector<int> seen[4];
   std::atomic<int> inside{0};
   std::atomic<bool> overlapped{false};
   auto queue = queues.makeSerialQueue("test");
   EXPECT_FALSE(queue->isCurrent());
-  std::vector<std::thread> threads;
-  for (int poster = 0; poster < posters; ++poster) {
-    threads.emplace_back([&, poster, queue] {
-      for (int i = 0; i < tasks; ++i) {
-        queue->post([&, raw = queue.get(), poster, i] {
+  std::vector<std::jthread> threads;
+  for (auto& own : seen) {
+    threads.emplace_back([&, queue] {
+      for (int i = 0; i < 500; ++i) {
+        queue->post([&, raw = queue.get(), i] {
           if (++inside != 1 || !raw->isCurrent()) overlapped = true;
-          seen[static_cast<std::size_t>(poster)].push_back(i);
+          own.push_back(i);
           --inside;
         });
       }
     });
   }
-  for (auto& thread : threads) thread.join();
+  threads.clear();
   queue.reset();
   ASSERT_TRUE(serveUntil([&] { return queues.hub()->isIdle(); }));
   EXPECT_FALSE(overlapped);
   for (const auto& order : seen) {
-    EXPECT_EQ(order.size(), tasks);
+    EXPECT_THAT(order, SizeIs(500));
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
   }
 }
@@ -81,6 +72,9 @@ TEST_F(LinuxQueuesTest, DelayedTasksRunInTheOrderOfTheirTimes) {
   queue->postAfter(20ms, [&] { seen.push_back(3); });
   queue->postAfter(-1s, [&] { seen.push_back(1); });
   queue->postAfter(0s, [&] { seen.push_back(2); });
+  const auto withdrawn = [] { ADD_FAILURE() << "its timer is gone"; };
+  queue->makeOneShotTimer(1h, withdrawn).reset();
+  queue->post([&] { queue->makeOneShotTimer(0s, withdrawn).reset(); });
   EXPECT_FALSE(queues.hub()->isIdle());
   ASSERT_TRUE(serveUntil([&] { return queues.hub()->isIdle(); }));
   EXPECT_THAT(seen, ElementsAre(1, 2, 3, 4));
@@ -90,7 +84,7 @@ TEST_F(LinuxQueuesTest, DrainRunsDelayedTasksAtOnceAndWhatTheyLeave) {
   std::vector<int> seen;
   int rounds = 0;
   const auto queue = queues.makeSerialQueue("test");
-  queue->postAfter(2h, [&] { seen.push_back(3); });
+  const auto last = queue->makeOneShotTimer(2h, [&] { seen.push_back(3); });
   queue->postAfter(1h, [&] {
     seen.push_back(1);
     // A hop over the main queue, as events take it, and one more delay.
@@ -150,41 +144,35 @@ TEST_F(LinuxQueuesTest, RepeatingTimerFiresOnTheMainQueueUntilItIsInvalidated) {
 
 TEST_F(LinuxQueuesTest, TheMainQueueIsServedAsItsModeSays) {
   std::deque<std::function<void()>> posted;
-  const struct {
-    MainQueueMode mode;
-    std::function<void(std::function<void()>)> executor;
-    bool isServedAtOnce;
-    std::function<void(LinuxQueues&, std::atomic<int>&)> serve;
-  } cases[] = {
-      {MainQueueMode::hostLoop, nullptr, false,
-       [](LinuxQueues& own, std::atomic<int>& count) {
-         EXPECT_FALSE(own.linuxMainQueue().serveUntil([] { return false; }, std::chrono::steady_clock::now(), 1ms));
-         own.mainQueue().post([&] { own.linuxMainQueue().stopLoop(); });
-         own.linuxMainQueue().runLoop();
-         EXPECT_EQ(count, 3);
-         EXPECT_TRUE(own.isMainQueueServed());
-       }},
-      {MainQueueMode::executor, [&](std::function<void()> turn) { posted.push_back(std::move(turn)); }, true,
-       [&](LinuxQueues&, std::atomic<int>&) {
-         for (; !posted.empty(); posted.pop_front()) posted.front()();
-       }},
-      {MainQueueMode::executor, nullptr, false, [](LinuxQueues& own, std::atomic<int>&) { own.drainUntil(soon()); }},
-      {MainQueueMode::ownThread, nullptr, true,
-       [](LinuxQueues&, std::atomic<int>& count) {
-         while (count < 3) std::this_thread::yield();
-       }},
-  };
-  for (const auto& test : cases) {
+  const std::tuple<MainQueueMode, std::function<void(std::function<void()>)>, bool,
+                   std::function<void(LinuxQueues&, std::atomic<int>&)>>
+      cases[] = {
+          {MainQueueMode::hostLoop, nullptr, false,
+           [](LinuxQueues& own, std::atomic<int>& count) {
+             EXPECT_FALSE(own.linuxMainQueue().serveUntil([] { return false; }, std::chrono::steady_clock::now(), 1ms));
+             own.mainQueue().post([&] { own.linuxMainQueue().stopLoop(); });
+             own.linuxMainQueue().runLoop();
+             EXPECT_EQ(count, 3);
+             EXPECT_TRUE(own.isMainQueueServed());
+           }},
+          {MainQueueMode::executor, [&](std::function<void()> turn) { posted.push_back(std::move(turn)); }, true,
+           [&](LinuxQueues&, std::atomic<int>&) {
+             for (; !posted.empty(); posted.pop_front()) posted.front()();
+           }},
+          {MainQueueMode::executor, nullptr, false,
+           [](LinuxQueues& own, std::atomic<int>&) { own.drainUntil(soon()); }},
+          {MainQueueMode::ownThread, nullptr, true,
+           [](LinuxQueues&, std::atomic<int>& count) { EXPECT_TRUE(eventually([&] { return count == 3; })); }}};
+  for (const auto& [mode, executor, isServedAtOnce, serve] : cases) {
     std::atomic<int> count{0};
-    LinuxQueues own(test.mode, test.executor);
-    EXPECT_EQ(own.isMainQueueServed(), test.isServedAtOnce);
+    LinuxQueues own(mode, executor);
+    EXPECT_EQ(own.isMainQueueServed(), isServedAtOnce);
     for (int i = 0; i < 3; ++i) {
       own.mainQueue().post([&, i] { EXPECT_EQ(count++, i); });
     }
-    test.serve(own, count);
+    serve(own, count);
     EXPECT_EQ(count, 3);
   }
 }
 
-}  // namespace
 }  // namespace trovix::platform

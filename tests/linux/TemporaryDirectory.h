@@ -3,14 +3,11 @@
 #include <sys/fsuid.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
-#include "trovix/platform/Output.h"
+#include "support/SimulatedFacts.h"
+#include "support/Testing.h"
 
 namespace trovix::platform {
 
@@ -35,7 +32,7 @@ class TemporaryDirectory {
   [[nodiscard]] std::vector<std::string> entriesWith(const std::string& text) const {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) {
-      const std::string name = entry.path().filename().string();
+      const std::string name = entry.path().filename();
       if (name.find(text) != std::string::npos) names.push_back(name);
     }
     return names;
@@ -60,16 +57,11 @@ class PlainUser {
  public:
   PlainUser() : user_(static_cast<uid_t>(::setfsuid(65534))) {}
   ~PlainUser() { ::setfsuid(user_); }
-  PlainUser(const PlainUser&) = delete;
-  PlainUser& operator=(const PlainUser&) = delete;
 
  private:
   const uid_t user_;
 };
 
-struct RecordingLog : SystemLog {
-  void write(std::string_view line) override { lines.emplace_back(line); }
-  std::vector<std::string> lines;
-};
+using RecordingLog = test::SimulatedSystemLog;
 
 }  // namespace trovix::platform

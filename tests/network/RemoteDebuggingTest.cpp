@@ -1,18 +1,10 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "network/TXSDKPerformance.h"
 #include "network/TrovixProxyManager.h"
 #include "storage/StorageKeys.h"
-#include "storage/TXSDKStorageFactory.h"
+#include "storage/TXSDKUserDefaultsStorage.h"
 #include "support/LogCapture.h"
 
 namespace trovix::test {
 namespace {
-
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::Not;
 
 struct Host final : RemoteDebugHost {
   std::string devKey() const override { return key; }
@@ -27,10 +19,9 @@ struct Host final : RemoteDebugHost {
 
 struct RemoteDebuggingTest : testing::Test {
   SimulatedDevice device;
-  std::unique_ptr<TXSDKStorageProtocol> storage =
-      TXSDKStorageFactory(device.userDefaults, device.bundle).defaultStorage();
+  TXSDKUserDefaultsStorage storage{device.userDefaults};
   Host host;
-  TrovixProxyManager manager{device.clock, device.locale, *storage};
+  TrovixProxyManager manager{device.clock, device.locale, storage};
 };
 
 TEST_F(RemoteDebuggingTest, CollectsTheLogUntilTheServerSaysNo) {
@@ -64,7 +55,7 @@ TEST_F(RemoteDebuggingTest, StopsAtItsBudget) {
   EXPECT_EQ(manager.requestSize(), 98500);
   manager.clearData();
   addLogEvent(manager, 4, "-[Some thing]", "again");
-  EXPECT_THAT(manager.getJSONString(), EndsWith(R"([DEBUG] -[Some thing]: again"]})"));
+  EXPECT_THAT(manager.getJSONString(), testing::EndsWith(R"([DEBUG] -[Some thing]: again"]})"));
 }
 
 TEST_F(RemoteDebuggingTest, FreezesTheStaticDataWhenItIsFirstStored) {
@@ -79,26 +70,11 @@ TEST_F(RemoteDebuggingTest, FreezesTheStaticDataWhenItIsFirstStored) {
   EXPECT_EQ(manager.requestSize(), 0);
 
   host.key = "another";
-  storage->setInteger(7, storageKey::launchCounter);
-  TrovixProxyManager next(device.clock, device.locale, *storage);
+  storage.setInteger(7, storageKey::launchCounter);
+  TrovixProxyManager next(device.clock, device.locale, storage);
   next.attach(&host);
   next.sendRemoteDebuggingDataWithModel("other", "18.0");
   EXPECT_EQ(host.uploads.at(1), head + "7" + tail + "]}");
-}
-
-TEST(Performance, TimesInWholeMilliseconds) {
-  SimulatedDevice device;
-  TXSDKPerformance performance(device.clock);
-  performance.stop("gcd.net");
-  EXPECT_FALSE(performance.infoForKey("gcd.net"));
-  performance.start("gcd.net");
-  device.advance(std::chrono::microseconds(12'999));
-  performance.stop("gcd.net");
-  EXPECT_EQ(performance.infoForKeyAndRemove("gcd.net"), Value(12));
-  EXPECT_FALSE(performance.infoForKeyAndRemove("gcd.net"));
-
-  performance.setInfo(2, TXSDKPerformance::deferredDeepLinkStatus);
-  EXPECT_EQ(performance.infoForKey("ddl.status"), Value("ERROR"));
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 #include "network/TXSDKEventCache.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cerrno>
 
 #include "platform/PropertyList.h"
@@ -11,17 +8,12 @@
 namespace trovix::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
-
 constexpr const char* kDirectory = "/data/Library/Caches/trovix-v1";
 
 std::string inCache(const std::string& name) { return std::string(kDirectory) + "/" + name; }
 
 struct TXSDKEventCacheTest : testing::Test {
   SimulatedDevice device;
-  LogCapture log{device};
   TXSDKEventCache cache{device.fileSystem, device.directories, device.clock};
 
   TXSDKEvent event(const std::string& name = "e", const std::string& version = "6.2.2") {
@@ -45,17 +37,13 @@ TEST_F(TXSDKEventCacheTest, BringsAnEventBackWithItsAge) {
 
   device.setNow(978307200 + 626003600.6234);
   for (int read = 0; read < 2; ++read) {
-    const auto events = cache.cachedEvents();
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].URL, "https://x?app_id=1&timeincache=3600.5000&isCachedRequest=true");
-    EXPECT_EQ(events[0].parameters, (Dictionary{{"eventName", "e"}}));
-    EXPECT_EQ(events[0].options, 4096u);
+    const TXSDKEvent event = cache.cachedEvents().at(0);
+    EXPECT_EQ(event.URL, "https://x?app_id=1&timeincache=3600.5000&isCachedRequest=true");
+    EXPECT_EQ(event.parameters, (Dictionary{{"eventName", "e"}}));
+    EXPECT_EQ(event.options, 4096u);
   }
   cache.deleteEvent(stored);
   EXPECT_THAT(cache.cachedEvents(), IsEmpty());
-  EXPECT_EQ(log.count("[CACHE] Cache path: " + std::string(kDirectory)), 1u);
-  cache.deleteEvent(stored);
-  EXPECT_TRUE(log.has("[CACHE] Error deleting file: " + *stored.filePath + ", "));
 }
 
 TEST_F(TXSDKEventCacheTest, HoldsFortySixEntriesOfAnyName) {
@@ -63,7 +51,6 @@ TEST_F(TXSDKEventCacheTest, HoldsFortySixEntriesOfAnyName) {
   EXPECT_NE(store(event()), "");
   device.advance(1.0);
   EXPECT_EQ(store(event()), "");
-  EXPECT_TRUE(log.has("[CACHE] Cache reached limit - not caching event..."));
 }
 
 TEST_F(TXSDKEventCacheTest, ReadsInOrderAndClearsOutWhatIsInvalid) {
@@ -93,7 +80,7 @@ TEST_F(TXSDKEventCacheTest, TellsPassingFailuresFromLostFiles) {
   EXPECT_EQ(cache.cachedEvents().size(), 1u);
   device.fileSystem.failReads = {.code = EIO, .pathContains = ".plist"};
   EXPECT_THAT(cache.cachedEvents(), IsEmpty());
-  EXPECT_THAT(device.fileSystem.removed, ElementsAre(path));
+  EXPECT_FALSE(device.fileSystem.exists(path));
 }
 
 }  // namespace

@@ -1,11 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <random>
-#include <string>
 
 #include "platform/Json.h"
 #include "platform/PropertyList.h"
+#include "support/Testing.h"
 
 namespace trovix::platform {
 namespace {
@@ -14,10 +12,7 @@ std::string nested(std::size_t depth) { return std::string(depth, '[') + std::st
 Data dataOf(std::string_view text) { return {text.begin(), text.end()}; }
 
 TEST(JsonTest, WritesBackWhatItRead) {
-  const struct {
-    const char* text;
-    const char* written;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {R"({"b":1,"a":[true,false,null],"":{}})", R"({"b":1,"a":[true,false,null],"":{}})"},
       {R"( [ "\u00e9\/\n\"\\\u0001\ud83d\ude00" ] )", "[\"é/\\n\\\"\\\\\\u0001😀\"]"},
       {R"({"a":1,"b":2,"a":3})", R"({"a":3,"b":2})"},
@@ -27,13 +22,12 @@ TEST(JsonTest, WritesBackWhatItRead) {
       // Reals that are off by one unit when read carelessly.
       {"[0.30000000000000004,7.2057594037927933e16,2.2250738585072011e-308]",
        "[0.30000000000000004,72057594037927936,2.225073858507201e-308]"},
-      {"[123456789012345678901234567890.5]", "[1.2345678901234568e+29]"},
-  };
-  for (const auto& each : cases) {
-    const auto value = parseJson(each.text);
-    ASSERT_TRUE(value.ok()) << each.text << value.error().description();
+      {"[123456789012345678901234567890.5]", "[1.2345678901234568e+29]"}};
+  for (const auto& [text, written] : cases) {
+    const auto value = parseJson(text);
+    ASSERT_TRUE(value.ok()) << text << value.error().description();
     EXPECT_TRUE(isValidJsonObject(*value));
-    EXPECT_EQ(*writeJson(*value), each.written) << each.text;
+    EXPECT_EQ(*writeJson(*value), written) << text;
   }
 }
 
@@ -47,39 +41,17 @@ TEST(JsonTest, RandomRealsSurvive) {
 }
 
 TEST(JsonTest, RefusesWhatIsNotJson) {
-  const std::string cases[] = {"",
-                               "{",
-                               "[1,]",
-                               "[1]x",
-                               "{\"a\" 1}",
-                               "[01]",
-                               "[1e999]",
-                               "[NaN]",
-                               "[\"\xFF\"]",
-                               "['a']",
-                               "// a\n[]",
-                               "[\"\\ud800\"]",
-                               "{a:1}",
-                               "[tru]",
-                               "\xEF\xBB",
-                               "1",
-                               "\"text\"",
-                               nested(maximumJsonDepth + 1),
-                               std::string(100000, '[')};
-  for (const std::string& text : cases) {
-    const auto value = parseJson(text);
-    ASSERT_FALSE(value.ok()) << text.substr(0, 40);
+  const std::string tooDeep = nested(maximumJsonDepth + 1), endless(100000, '[');
+  for (const char* text :
+       {"", "{", "[1,]", "[1]x", "{\"a\" 1}", "[01]", "[1e999]", "[NaN]", "[\"\xFF\"]", "['a']", "// a\n[]",
+        "[\"\\ud800\"]", "{a:1}", "[tru]", "\xEF\xBB", "1", "\"text\"", tooDeep.c_str(), endless.c_str()}) {
+    const auto value = parseJson(std::string_view(text));
+    ASSERT_FALSE(value.ok()) << std::string_view(text).substr(0, 40);
     EXPECT_EQ(value.error().code(), jsonReadCorruptCode);
   }
   EXPECT_TRUE(parseJson(nested(maximumJsonDepth)).ok());
-}
-
-TEST(JsonTest, FragmentsOnlyWhenAllowed) {
-  EXPECT_EQ(*parseJson("1.5", true), Value(1.5));
-  EXPECT_EQ(*parseJson(" 12 ", true), Value(12));
-  EXPECT_EQ(*parseJson("\"a\"", true), Value("a"));
+  EXPECT_EQ(*parseJson(" 12 ", true), Value(12)) << "a fragment, where it is allowed";
   EXPECT_EQ(*parseJson("null", true), Value(nullptr));
-  EXPECT_FALSE(parseJson("12", false).ok());
 }
 
 TEST(JsonTest, RefusesToWriteWhatItHasNoFormFor) {
@@ -87,12 +59,11 @@ TEST(JsonTest, RefusesToWriteWhatItHasNoFormFor) {
   for (std::size_t i = 1; i < maximumJsonDepth; ++i) deep = Array{deep};
   EXPECT_TRUE(isValidJsonObject(deep));
   for (const Value& value : {Value(Date{1}), Value(Data{1}), Value(std::nan("")), Value(HUGE_VAL), deep}) {
-    const Dictionary dictionary{{"k", Array{value}}};
-    EXPECT_FALSE(isValidJsonObject(dictionary));
-    EXPECT_FALSE(writeJson(dictionary).ok());
+    for (const Value& root : {Value(Dictionary{{"k", Array{value}}}), Value("text")}) {
+      EXPECT_FALSE(isValidJsonObject(root));
+      EXPECT_FALSE(writeJson(root).ok());
+    }
   }
-  EXPECT_FALSE(isValidJsonObject(Value("text")));
-  EXPECT_FALSE(writeJson(Value("text")).ok());
   EXPECT_EQ(*writeJson(Dictionary{{"\xC3", "a\xED\xA0\x80"}}), "{\"\uFFFD\":\"a\uFFFD\uFFFD\uFFFD\"}");
 }
 
@@ -103,9 +74,7 @@ TEST(PropertyListTest, RoundTrip) {
                               {"greatest", INT64_MAX},    {"real", 0.1},    {"bools", Array{true, false, Array()}},
                               {"bytes", Data{0, 1, 255}}, {"none", Data()}, {"date", Date{1614864612.25}},
                               {"early", Date{-86400.5}},  {"many", many}};
-  const auto bytes = writePropertyList(dictionary);
-  ASSERT_TRUE(bytes.ok());
-  const auto read = readPropertyList(*bytes);
+  const auto read = readPropertyList(*writePropertyList(dictionary));
   ASSERT_TRUE(read.ok()) << read.error().description();
   EXPECT_TRUE(*read == Value(dictionary));
   EXPECT_TRUE(description(*read) == description(dictionary)) << "the order of the keys changed";
@@ -118,9 +87,7 @@ TEST(PropertyListTest, LeavesOutOrReplacesWhatTheFormatHasNot) {
             Value(Dictionary{{"list", Array{1}}, {"a\uFFFDb", "a\uFFFDb"}, {"bad", "\uFFFD"}}));
   Value deep = Array{1};
   for (std::size_t i = 2; i < maximumPropertyListDepth; ++i) deep = Array{deep};
-  const auto deepest = writePropertyList({{"k", deep}});
-  ASSERT_TRUE(deepest.ok());
-  EXPECT_TRUE(readPropertyList(*deepest).ok());
+  EXPECT_TRUE(readPropertyList(*writePropertyList({{"k", deep}})).ok());
   EXPECT_FALSE(writePropertyList({{"k", Array{deep}}}).ok());
 }
 
@@ -129,59 +96,44 @@ TEST(PropertyListTest, ReadsXml) {
       dataOf("<?xml version=\"1.0\" encoding=\"UTF-8\"?><!DOCTYPE plist PUBLIC \"-//x\" \"http://x\">"
              "<plist version=\"1.0\"><!-- <dict> --><dict><key>a</key><array><integer>-5</integer><true/>"
              "<date>2021-03-04T13:30:12Z</date></array></dict></plist>"));
-  ASSERT_TRUE(list.ok());
-  EXPECT_EQ(*list, Value(Dictionary{{"a", Array{-5, true, Date{1614864612}}}}));
+  EXPECT_EQ(list.value(), Value(Dictionary{{"a", Array{-5, true, Date{1614864612}}}}));
 }
 
 // An array of `width` references to the next level, and so on: small as a file, endless once copied.
-Data sharingArrays(std::uint8_t levels, std::uint8_t width, bool cyclic) {
-  Data bytes = dataOf("bplist00");
-  Data offsets;
-  for (std::uint8_t level = 0; level < levels; ++level) {
-    offsets.push_back(static_cast<std::uint8_t>(bytes.size()));
-    bytes.push_back(static_cast<std::uint8_t>(0xA0 | width));
-    const bool last = level + 1 == levels;
-    const auto next = static_cast<std::uint8_t>(last && cyclic ? 0 : level + 1);
-    bytes.insert(bytes.end(), width, next);
+Data sharingArrays(std::size_t levels, std::size_t width, bool cyclic) {
+  const auto byte = [](std::size_t number) { return std::string(1, static_cast<char>(number)); };
+  std::string bytes = "bplist00", offsets;
+  for (std::size_t level = 1; level <= levels; ++level) {
+    offsets += byte(bytes.size());
+    bytes += byte(0xA0 | width);
+    for (std::size_t i = 0; i < width; ++i) bytes += byte(level == levels && cyclic ? 0 : level);
   }
-  offsets.push_back(static_cast<std::uint8_t>(bytes.size()));
-  bytes.push_back(0x09);
-  const std::size_t table = bytes.size();
-  bytes.insert(bytes.end(), offsets.begin(), offsets.end());
-  Data trailer(32);
-  trailer[6] = trailer[7] = 1;
-  trailer[15] = static_cast<std::uint8_t>(offsets.size());
-  trailer[31] = static_cast<std::uint8_t>(table);
-  bytes.insert(bytes.end(), trailer.begin(), trailer.end());
-  return bytes;
+  offsets += byte(bytes.size());
+  bytes += byte(0x09);
+  const std::string zeros(7, '\0'), trailer = zeros.substr(1) + "\1\1" + zeros + byte(offsets.size()) + zeros + zeros;
+  return dataOf(bytes + offsets + trailer + byte(0) + byte(bytes.size()));
 }
 
 TEST(PropertyListTest, RefusesHostileLists) {
   const std::string open = "<plist version=\"1.0\">";
   std::string deepXml = open;
   for (int i = 0; i < 100000; ++i) deepXml += "<array>";
-  const Data cases[] = {
-      Data(),
-      dataOf("bplist00"),
-      dataOf("{}"),
-      sharingArrays(5, 3, true),
-      sharingArrays(20, 10, false),
-      sharingArrays(66, 1, false),
-      Data(maximumPropertyListSize + 1, '<'),
-      dataOf(deepXml),
-      dataOf(open + "<array><!-- "),
-      dataOf("<!DOCTYPE p [<!ENTITY a \"b\">]>" + open + "<string>&a;</string></plist>"),
-      dataOf(open + "</array></plist>"),
-      dataOf(open + "<dict><key>a&#0;b</key><true/></dict></plist>"),
-  };
-  for (const Data& bytes : cases) EXPECT_FALSE(readPropertyList(bytes).ok()) << bytes.size();
+  for (const Data& bytes : {sharingArrays(5, 3, true), sharingArrays(20, 10, false), sharingArrays(66, 1, false),
+                            Data(maximumPropertyListSize + 1, '<')}) {
+    EXPECT_FALSE(readPropertyList(bytes).ok()) << bytes.size();
+  }
+  for (const std::string& text :
+       {std::string(), std::string("bplist00"), std::string("{}"), deepXml, open + "<array><!-- ",
+        open + "</array></plist>", "<!DOCTYPE p [<!ENTITY a \"b\">]>" + open + "<string>&a;</string></plist>",
+        open + "<dict><key>a&#0;b</key><true/></dict></plist>"}) {
+    EXPECT_FALSE(readPropertyList(dataOf(text)).ok()) << text.substr(0, 200);
+  }
   EXPECT_TRUE(readPropertyList(sharingArrays(5, 3, false)).ok());
   EXPECT_TRUE(readPropertyList(sharingArrays(64, 1, false)).ok());
 }
 
 TEST(PropertyListTest, SurvivesDamage) {
-  const Data whole =
-      *writePropertyList({{"a", Array{1, "text", Data(300)}}, {"d", Dictionary{{"x", Date{5}}, {"y", 0.5}}}});
+  const Data whole = *writePropertyList({{"a", Array{1, "text", Data(300)}}, {"d", Dictionary{{"x", Date{5}}}}});
   std::mt19937 random(11);
   for (int round = 0; round < 20000; ++round) {
     Data damaged = whole;

@@ -1,26 +1,21 @@
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-
 #include "platform/PropertyList.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKAppGroupStorage.h"
 #include "storage/TXSDKStorageFactory.h"
 #include "storage/TXSDKUserDefaultsStorage.h"
 #include "support/SimulatedDevice.h"
+#include "support/Testing.h"
 
 namespace trovix {
-namespace {
 
 constexpr const char* kSuite = "group.com.example.shop";
 
-class StorageTest : public testing::Test {
- protected:
-  std::unique_ptr<TXSDKStorageProtocol> open(bool isAppClip = false) {
-    status = 0;
-    return TXSDKStorageFactory(device.userDefaults, device.bundle).storageWithSuiteName(kSuite, status, isAppClip);
+struct StorageTest : testing::Test {
+  static std::unique_ptr<TXSDKStorageProtocol> open(test::SimulatedDevice& phone, std::int8_t& status,
+                                                    bool isAppClip = false) {
+    return TXSDKStorageFactory(phone.userDefaults, phone.bundle).storageWithSuiteName(kSuite, status, isAppClip);
   }
+  std::unique_ptr<TXSDKStorageProtocol> open() { return open(device, status); }
   platform::UserDefaults& group() { return *device.userDefaults.suite(kSuite); }
   platform::UserDefaults& standard() { return device.userDefaults.standard(); }
 
@@ -29,41 +24,33 @@ class StorageTest : public testing::Test {
 };
 
 TEST_F(StorageTest, FactoryChoosesTheStoreAndMigratesOnce) {
-  const struct {
-    const char* name;
-    bool isUnavailable, isExtension, isAppClip, isMigrated;
-    std::int8_t status;
-    bool isGroup, isMarkedAfterwards;
-  } cases[] = {
+  const std::tuple<const char*, bool, bool, bool, bool, std::int8_t, bool, bool> cases[] = {
       {"application, first start", false, false, false, false, 1, true, true},
       {"application, later start", false, false, false, true, 0, true, true},
       {"extension before the application", false, true, false, false, 2, false, false},
       {"extension after the application", false, true, false, true, 0, true, true},
       {"App Clip", false, false, true, false, 0, true, false},
-      {"no suite", true, false, false, false, -1, false, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+      {"no suite", true, false, false, false, -1, false, false}};
+  for (const auto& [name, isUnavailable, isExtension, isAppClip, isMigrated, expected, isGroup, isMarked] : cases) {
+    SCOPED_TRACE(name);
     test::SimulatedDevice phone;
-    if (c.isUnavailable) phone.userDefaults.unavailableSuites.insert(kSuite);
-    if (c.isExtension) phone.bundle.executable = "/app/Shop.app/PlugIns/Widget.appex/Widget";
+    if (isUnavailable) phone.userDefaults.unavailableSuites.insert(kSuite);
+    if (isExtension) phone.bundle.executable = "/app/Shop.app/PlugIns/Widget.appex/Widget";
     // The marker may come from another process, after this one opened the suite.
     phone.userDefaults.suite(kSuite);
-    if (c.isMigrated) {
+    if (isMigrated) {
       test::SimulatedDevice(phone.disk).userDefaults.suite(kSuite)->set(storageKey::migratedToAppGroup, true);
     }
     std::int8_t code = 0;
-    const auto storage =
-        TXSDKStorageFactory(phone.userDefaults, phone.bundle).storageWithSuiteName(kSuite, code, c.isAppClip);
-    EXPECT_EQ(code, c.status);
-    EXPECT_EQ(dynamic_cast<TXSDKAppGroupStorage*>(storage.get()) != nullptr, c.isGroup);
-    EXPECT_EQ(phone.disk->suites[kSuite].contains(storageKey::migratedToAppGroup), c.isMarkedAfterwards);
+    const auto storage = open(phone, code, isAppClip);
+    EXPECT_EQ(code, expected);
+    EXPECT_EQ(dynamic_cast<TXSDKAppGroupStorage*>(storage.get()) != nullptr, isGroup);
+    EXPECT_EQ(phone.disk->suites[kSuite].contains(storageKey::migratedToAppGroup), isMarked);
   }
 }
 
 TEST_F(StorageTest, MigrationMirrorsTheKnownKeysOnly) {
   standard().set(storageKey::launchCounter, 7);
-  standard().set(storageKey::backupInfo, Dictionary{{"id", "a"}});
   standard().set(storageKey::conversionRules, Dictionary{{"rule", 1}});
   group().set(storageKey::deviceToken, "old token");
   group().set(storageKey::conversionValue, 3);
@@ -71,7 +58,6 @@ TEST_F(StorageTest, MigrationMirrorsTheKnownKeysOnly) {
   const auto storage = open();
 
   EXPECT_EQ(storage->launchCnt(), 7);
-  EXPECT_EQ(storage->dictionaryForKey(storageKey::backupInfo), (Dictionary{{"id", "a"}}));
   EXPECT_FALSE(storage->stringForKey(storageKey::deviceToken)) << "what the source lacks goes";
   EXPECT_EQ(storage->integerForKey(storageKey::conversionValue), 3) << "not of the list";
   EXPECT_FALSE(storage->dictionaryForKey(storageKey::conversionRules));
@@ -93,18 +79,14 @@ TEST_F(StorageTest, MigrationRunsBackwardsFromAnAppClip) {
 TEST_F(StorageTest, GroupStoreWritesTwiceAndReadsTheGroup) {
   const auto storage = open();
   storage->setInteger(5, storageKey::launchCounter);
-  storage->setBool(true, storageKey::isAppClip);
   EXPECT_EQ(storage->incrementLaunchCnt(), 6);
   EXPECT_EQ(standard().integer(storageKey::launchCounter), 6);
-  EXPECT_EQ(storage->stringForKey(storageKey::isAppClip), "1");
-
   group().remove(storageKey::launchCounter);
   EXPECT_EQ(storage->launchCnt(), 0);
   EXPECT_EQ(standard().integer(storageKey::launchCounter), 6);
 
-  storage->removeKey(storageKey::isAppClip);
-  EXPECT_FALSE(standard().object(storageKey::isAppClip));
-  EXPECT_FALSE(group().object(storageKey::isAppClip));
+  storage->removeKey(storageKey::launchCounter);
+  EXPECT_FALSE(standard().object(storageKey::launchCounter));
 
   test::SimulatedDevice widget(device.disk);
   widget.userDefaults.suite(kSuite)->set(storageKey::launchCounter, 9);
@@ -129,22 +111,17 @@ TEST_F(StorageTest, ArchivesReadBackAsDictionariesOrNothing) {
   withNull.set("agency", nullptr);
   Data truncated = platform::writePropertyList(verdict).value();
   truncated.resize(truncated.size() / 2);
-  const struct {
-    const char* name;
-    Value stored;
-    std::optional<Dictionary> expected;
-  } cases[] = {
+  const std::tuple<const char*, Value, std::optional<Dictionary>> cases[] = {
       {"plain, of an older version", verdict, verdict},
       {"half an archive", truncated, std::nullopt},
       {"no archive at all", Data{'{', '}'}, std::nullopt},
-      {"text", "tx_status", std::nullopt},
-  };
+      {"text", "tx_status", std::nullopt}};
   for (const auto& storage : {open(), TXSDKStorageFactory(device.userDefaults, device.bundle).defaultStorage()}) {
     EXPECT_FALSE(storage->unarchiveForKey(storageKey::conversionData));
-    for (const auto& c : cases) {
-      standard().set(storageKey::conversionData, c.stored);
-      group().set(storageKey::conversionData, c.stored);
-      EXPECT_EQ(storage->unarchiveForKey(storageKey::conversionData), c.expected) << c.name;
+    for (const auto& [name, stored, expected] : cases) {
+      standard().set(storageKey::conversionData, stored);
+      group().set(storageKey::conversionData, stored);
+      EXPECT_EQ(storage->unarchiveForKey(storageKey::conversionData), expected) << name;
     }
     storage->archive(withNull, storageKey::conversionData);
     EXPECT_EQ(storage->unarchiveForKey(storageKey::conversionData), verdict);
@@ -158,15 +135,12 @@ TEST_F(StorageTest, CountersOfAnEmptyStoreAndOfADamagedOne) {
   TXSDKUserDefaultsStorage storage(device.userDefaults);
   EXPECT_EQ(storage.launchCnt(), 0);
   EXPECT_EQ(storage.sessionCnt(), 1) << "one ahead";
-  EXPECT_EQ(storage.incrementInAppCnt(), 1);
   EXPECT_EQ(storage.incrementSessionCnt(), 1);
   EXPECT_EQ(storage.sessionCnt(), 2);
-  EXPECT_EQ(storage.inAppCnt(), 1);
   constexpr auto last = std::numeric_limits<std::int64_t>::max();
   storage.setInteger(last, storageKey::sessionCounter);
   EXPECT_EQ(storage.sessionCnt(), last);
   EXPECT_EQ(storage.incrementSessionCnt(), last);
 }
 
-}  // namespace
 }  // namespace trovix

@@ -9,32 +9,10 @@ SimulatedDevice::SimulatedDevice(std::shared_ptr<SimulatedDisk> sharedDisk)
       userDefaults(*disk),
       keychain(*disk),
       fileSystem(*disk, clock),
-      network(queues, clock),
-      frameworks(queues),
-      platform_{clock,
-                queues,
-                notificationCenter,
-                userDefaults,
-                keychain,
-                bundle,
-                environment,
-                directories,
-                fileSystem,
-                console,
-                systemLog,
-                integrity,
-                systemControl,
-                facts,
-                screen,
-                locale,
-                networkInterfaces,
-                network,
-                backgroundTasks,
-                frameworks,
-                classRegistry} {
+      network(queues),
+      frameworks(queues) {
   // An installed application has its directories from the start.
-  for (const auto& path :
-       {directories.library(), directories.caches(), directories.documents(), directories.temporary()}) {
+  for (const auto& path : {directories.caches(), directories.documents(), directories.temporary()}) {
     static_cast<void>(fileSystem.createDirectories(path));
   }
 }

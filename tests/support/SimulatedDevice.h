@@ -59,7 +59,14 @@ class SimulatedDevice {
   SimulatedClassRegistry classRegistry;
 
  private:
-  platform::Platform platform_;
+  template <typename... Ports>
+  static platform::Platform platformOf(Ports&... ports) {
+    return {ports...};
+  }
+  platform::Platform platform_ =
+      platformOf(clock, queues, notificationCenter, userDefaults, keychain, bundle, environment, directories,
+                 fileSystem, console, systemLog, integrity, systemControl, facts, screen, locale, networkInterfaces,
+                 network, backgroundTasks, frameworks, classRegistry);
 };
 
 }  // namespace trovix::test

@@ -6,21 +6,15 @@
 
 namespace trovix::test {
 
-class SimulatedNotificationCenter::Removal final : public Registration {
- public:
-  Removal(std::shared_ptr<Observers> observers, std::uint64_t identity)
-      : observers_(std::move(observers)), identity_(identity) {}
-  ~Removal() override { observers_->erase(identity_); }
-
- private:
-  std::shared_ptr<Observers> observers_;
-  std::uint64_t identity_;
-};
-
 std::unique_ptr<platform::NotificationCenter::Registration> SimulatedNotificationCenter::addObserver(
     std::string_view name, Handler handler) {
-  observers_->emplace(++last_, std::make_shared<const Observer>(Observer{std::string(name), std::move(handler)}));
-  return std::make_unique<Removal>(observers_, last_);
+  struct Removal final : Registration {
+    std::shared_ptr<void> whenItGoes;
+  };
+  auto removal = std::make_unique<Removal>();
+  removal->whenItGoes.reset(this, [all = observers_, own = ++last_](void*) { all->erase(own); });
+  observers_->emplace(last_, std::make_shared<const Observer>(Observer{std::string(name), std::move(handler)}));
+  return removal;
 }
 
 void SimulatedNotificationCenter::post(const platform::Notification& notification) {
@@ -39,9 +33,7 @@ void SimulatedADClient::requestAttributionDetails(std::function<void(Result<Dict
   ++requestCount;
   Result<Dictionary> answer = answers.front();
   if (answers.size() > 1) answers.pop_front();
-  queues_.globalQueue().postAfter(
-      std::chrono::nanoseconds(saturatingInteger(delay * 1e9)),
-      [completion = std::move(completion), answer = std::move(answer)] { completion(answer); });
+  queues_.globalQueue().post([completion = std::move(completion), answer = std::move(answer)] { completion(answer); });
 }
 
 bool SimulatedFrameworks::open(const std::string& path) {

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <functional>
+#include <limits>
 #include <map>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "trovix/platform/DeviceFacts.h"
 #include "trovix/platform/NotificationCenter.h"
@@ -18,12 +15,11 @@ struct SimulatedBundle final : platform::Bundle {
     const Value* value = info.find(key);
     return value == nullptr ? std::nullopt : std::optional(*value);
   }
-  std::optional<std::string> identifier() const override { return bundleIdentifier; }
+  std::optional<std::string> identifier() const override { return "com.example.shop"; }
   std::optional<std::string> executablePath() const override { return executable; }
   std::optional<std::string> receiptPath() const override { return receipt; }
 
   Dictionary info{{"CFBundleVersion", "42"}, {"CFBundleShortVersionString", "3.1.4"}, {"CFBundleDisplayName", "Shop"}};
-  std::optional<std::string> bundleIdentifier = "com.example.shop";
   /// An extension's holds ".appex/".
   std::optional<std::string> executable = "/app/Shop.app/Shop";
   std::optional<std::string> receipt = "/app/Shop.app/StoreKit/receipt";
@@ -39,31 +35,23 @@ struct SimulatedEnvironment final : platform::Environment {
 };
 
 struct SimulatedDirectories final : platform::Directories {
-  std::string library() const override { return libraryPath; }
-  std::string caches() const override { return cachesPath; }
-  std::string documents() const override { return documentsPath; }
-  std::string temporary() const override { return temporaryPath; }
-
-  std::string libraryPath = "/data/Library";
-  std::string cachesPath = "/data/Library/Caches";
-  std::string documentsPath = "/data/Documents";
-  std::string temporaryPath = "/data/tmp";
+  std::string library() const override { return "/data/Library"; }
+  std::string caches() const override { return "/data/Library/Caches"; }
+  std::string documents() const override { return "/data/Documents"; }
+  std::string temporary() const override { return "/data/tmp"; }
 };
 
 struct SimulatedDeviceFacts final : platform::Device {
   std::optional<std::string> model() const override { return modelName; }
-  std::optional<std::string> name() const override { return deviceName; }
-  std::optional<std::string> systemName() const override { return system; }
+  std::optional<std::string> name() const override { return "Ada's iPhone"; }
+  std::optional<std::string> systemName() const override { return "iOS"; }
   std::optional<std::string> systemVersion() const override { return version; }
-  std::optional<std::string> localizedModel() const override { return localModel; }
+  std::optional<std::string> localizedModel() const override { return "iPhone"; }
   std::optional<std::string> identifierForVendor() const override { return vendorIdentifier; }
   std::optional<std::string> operatingSystemVersionString() const override { return versionText; }
 
   std::optional<std::string> modelName = "iPhone";
-  std::optional<std::string> deviceName = "Ada's iPhone";
-  std::optional<std::string> system = "iOS";
   std::optional<std::string> version = "17.2";
-  std::optional<std::string> localModel = "iPhone";
   std::optional<std::string> vendorIdentifier = "5C1A9F0E-3B77-4D0A-8C52-6E1F2B9D4A30";
   std::optional<std::string> versionText = "Version 17.2 (Build 21C62)";
 };
@@ -75,16 +63,17 @@ struct SimulatedScreen final : platform::Screen {
 };
 
 struct SimulatedLocale final : platform::Locale {
-  std::optional<std::string> preferredLanguage() const override { return preferred; }
-  std::optional<std::string> languageCode() const override { return language; }
+  std::optional<std::string> preferredLanguage() const override { return "en-US"; }
+  std::optional<std::string> languageCode() const override { return "en"; }
   std::optional<std::string> countryCode() const override { return country; }
-  std::int32_t secondsFromGMT(double) const override { return zoneOffset; }
+  std::int32_t secondsFromGMT(double secondsSince1970) const override {
+    return zoneOffset + (secondsSince1970 >= daylightSavingFrom ? 3600 : 0);
+  }
 
-  std::optional<std::string> preferred = "en-US";
-  std::optional<std::string> language = "en";
   std::optional<std::string> country = "US";
   /// West of UTC, so that a date in the wrong zone shows.
   std::int32_t zoneOffset = -5 * 3600;
+  double daylightSavingFrom = std::numeric_limits<double>::infinity();
 };
 
 struct SimulatedNetworkInterfaces final : platform::NetworkInterfaces {
@@ -120,17 +109,13 @@ struct SimulatedSystemControl final : platform::SystemControl {
 };
 
 struct SimulatedIntegrity final : platform::Integrity {
-  bool isDeviceCompromised(bool skipAdvancedValidation) const override {
-    return isCompromised || (failsAdvancedValidation && !skipAdvancedValidation);
-  }
+  bool isDeviceCompromised(bool) const override { return isCompromised; }
   bool isDebuggerAttached() const override { return hasDebugger; }
   std::string runtimeIntegrity(std::int32_t remainder) const override {
     return "integrity:" + std::to_string(remainder);
   }
 
   bool isCompromised = false;
-  /// Seen only when the advanced validation is not skipped.
-  bool failsAdvancedValidation = false;
   bool hasDebugger = false;
 };
 
@@ -161,7 +146,6 @@ class SimulatedNotificationCenter final : public platform::NotificationCenter {
     std::string name;
     Handler handler;
   };
-  class Removal;
   using Observers = std::map<std::uint64_t, std::shared_ptr<const Observer>>;  // in the order of registration
 
   std::shared_ptr<Observers> observers_ = std::make_shared<Observers>();

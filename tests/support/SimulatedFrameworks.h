@@ -1,13 +1,8 @@
 #pragma once
 
 #include <deque>
-#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "trovix/platform/Frameworks.h"
 #include "trovix/platform/Queues.h"
@@ -15,10 +10,9 @@
 namespace trovix::test {
 
 struct SimulatedIdentifierManager final : platform::ASIdentifierManager {
-  bool isAdvertisingTrackingEnabled() const override { return isTrackingEnabled; }
+  bool isAdvertisingTrackingEnabled() const override { return true; }
   std::optional<std::string> advertisingIdentifier() const override { return identifier; }
 
-  bool isTrackingEnabled = true;
   std::optional<std::string> identifier = "7D3E5B21-90AC-4F6E-B1D8-0A4C9E6F2357";
 };
 
@@ -31,14 +25,11 @@ struct SimulatedTrackingManager final : platform::ATTrackingManager {
 struct SimulatedADClient final : platform::ADClient {
   explicit SimulatedADClient(platform::Queues& queues) : queues_(queues) {}
 
-  bool respondsToRequestAttributionDetails() const override { return responds; }
+  bool respondsToRequestAttributionDetails() const override { return true; }
   void requestAttributionDetails(std::function<void(Result<Dictionary>)> completion) override;
 
-  bool responds = true;
   /// Answers on the global queue, in order; the last one stays.
   std::deque<Result<Dictionary>> answers{Dictionary{{"Version3.1", Dictionary{{"iad-attribution", "false"}}}}};
-  /// Seconds until an answer is there.
-  double delay = 0;
   std::size_t requestCount = 0;
 
  private:
@@ -47,24 +38,19 @@ struct SimulatedADClient final : platform::ADClient {
 
 struct SimulatedAttribution final : platform::AAAttribution {
   bool respondsToAttributionToken() const override { return responds; }
-  Result<std::string> attributionToken() override {
-    ++requestCount;
-    return token;
-  }
+  Result<std::string> attributionToken() override { return token; }
 
   bool responds = true;
   Result<std::string> token = std::string("attribution-token");
-  std::size_t requestCount = 0;
 };
 
 struct SimulatedAdNetwork final : platform::SKAdNetworkClass {
   bool respondsToRegisterApp() const override { return canRegister; }
   void registerAppForAdNetworkAttribution() override { ++registrationCount; }
-  bool respondsToUpdateConversionValue() const override { return canUpdate; }
+  bool respondsToUpdateConversionValue() const override { return true; }
   void updateConversionValue(std::int64_t value) override { values.push_back(value); }
 
   bool canRegister = true;
-  bool canUpdate = true;
   std::size_t registrationCount = 0;
   std::vector<std::int64_t> values;
 };

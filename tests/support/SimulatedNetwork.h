@@ -1,16 +1,9 @@
 #pragma once
 
 #include <deque>
-#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
 
-#include "trovix/platform/Clock.h"
+#include "trovix/Json.h"
 #include "trovix/platform/Queues.h"
 #include "trovix/platform/URLSession.h"
 
@@ -28,8 +21,8 @@ struct Answer {
   std::optional<Error> error = std::nullopt;
 
   /// A failure of the connection.
-  static Answer failure(std::int64_t urlErrorCode, double delay = 0);
-  static Answer redirect(const std::string& location, std::int64_t status = 302);
+  static Answer failure(std::int64_t urlErrorCode);
+  static Answer redirect(const std::string& location);
 };
 
 enum class SessionKind : std::uint8_t { shared, ownSession, background };
@@ -38,33 +31,28 @@ struct RecordedRequest {
   platform::URLRequest request;
   SessionKind session = SessionKind::shared;
   std::uint64_t taskIdentifier = 0;
-  /// Wall time at which it went out.
-  double sentAt = 0;
-  /// It follows a redirect.
-  bool isRedirected = false;
 
   const std::string& url() const { return request.url; }
   std::string body() const { return request.body ? std::string(request.body->begin(), request.body->end()) : ""; }
+  /// The body that is a JSON dictionary; empty when it is none.
+  Dictionary json() const { return dictionaryFromJson(body()).value_or(Dictionary()); }
 };
 
 /// The network as a script. Rules match by a piece of the URL. Answers set with `answerOnce` are used up first, in
 /// order; then the newest rule of `answer`; else the default.
 class SimulatedNetwork final : public platform::URLSessions {
  public:
-  using Responder = std::function<Answer(const platform::URLRequest&)>;
-
-  SimulatedNetwork(platform::Queues& queues, const platform::Clock& clock);
+  explicit SimulatedNetwork(platform::Queues& queues);
   ~SimulatedNetwork() override;
 
   platform::URLSession& shared() override;
   std::shared_ptr<platform::URLSession> makeSession(platform::RedirectHandler redirectHandler) override;
   std::shared_ptr<platform::URLSession> makeBackgroundSession(const std::string& identifier) override;
 
-  void answer(const std::string& urlPart, Answer answer);
-  void answer(const std::string& urlPart, Responder responder);
-  void answerOnce(const std::string& urlPart, Answer answer);
+  void answer(const std::string& urlPart, const Answer& answer) { rules_.emplace_back(urlPart, answer); }
+  void answerOnce(const std::string& urlPart, const Answer& answer) { once_.emplace_back(urlPart, answer); }
   /// Matching requests get no answer until they are released or time out.
-  void hold(const std::string& urlPart);
+  void hold(const std::string& urlPart) { heldParts_.push_back(urlPart); }
   /// Answers what is held as the rules say now, in the order of the requests.
   void release(const std::string& urlPart);
 
@@ -72,20 +60,18 @@ class SimulatedNetwork final : public platform::URLSessions {
   std::vector<RecordedRequest> requestsTo(std::string_view urlPart) const;
   /// Forgets what is held, completions included.
   void dropHeld() { held_.clear(); }
-  /// Requests without their end.
-  std::size_t pendingCount() const;
 
   /// Every request that went out, redirected ones too.
   std::vector<RecordedRequest> requests;
   /// What nothing else answers. The network is down unless a test says otherwise.
   Answer defaultAnswer = Answer::failure(platform::urlError::cannotConnectToHost);
-  bool hasBackgroundSessions = true;
   /// Identifiers of the background sessions that were made.
   std::vector<std::string> backgroundIdentifiers;
 
  private:
   class Session;
   struct Exchange;
+  struct Route;
 
   void begin(const std::shared_ptr<Exchange>& exchange);
   void respond(const std::shared_ptr<Exchange>& exchange);
@@ -95,25 +81,28 @@ class SimulatedNetwork final : public platform::URLSessions {
   Answer chooseAnswer(const platform::URLRequest& request);
 
   platform::Queues& queues_;
-  const platform::Clock& clock_;
-  std::vector<std::pair<std::string, Responder>> rules_;
+  std::vector<std::pair<std::string, Answer>> rules_;
   std::deque<std::pair<std::string, Answer>> once_;
   std::vector<std::string> heldParts_;
   std::vector<std::shared_ptr<Exchange>> held_;
-  std::vector<std::weak_ptr<Exchange>> pending_;
   std::shared_ptr<Session> shared_;
 };
 
 /// Records background tasks; time runs out when the test says so.
 class SimulatedBackgroundTasks final : public platform::BackgroundTasks {
  public:
-  std::uint64_t begin(std::function<void()> expiryHandler) override;
+  std::uint64_t begin(std::function<void()> expiryHandler) override {
+    active[++last_] = std::move(expiryHandler);
+    return last_;
+  }
   void end(std::uint64_t identifier) override { active.erase(identifier); }
   /// Runs the expiry handler of every task that has not ended.
   void expire();
 
   std::map<std::uint64_t, std::function<void()>> active;
-  std::size_t begunCount = 0;
+
+ private:
+  std::uint64_t last_ = 0;
 };
 
 }  // namespace trovix::test

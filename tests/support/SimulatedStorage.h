@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -24,18 +22,11 @@ class SimulatedUserDefaults final : public platform::UserDefaults {
 
   std::shared_ptr<const Value> object(std::string_view key) const override;
   void set(std::string_view key, Value value) override;
-  void remove(std::string_view key) override;
+  void remove(std::string_view key) override { set(key, nullptr); }
   void setAll(const std::vector<std::pair<std::string, std::optional<Value>>>& values) override;
-  void refresh() override;
-
-  /// Writes reach the image only.
-  bool failsToWrite = false;
-  std::size_t refreshCount = 0;
-  std::size_t writeCount = 0;
+  void refresh() override { image_ = stored_; }
 
  private:
-  void store(std::string_view key, std::shared_ptr<const Value> value);
-
   SimulatedDisk::Domain& stored_;
   SimulatedDisk::Domain image_;
 };
@@ -72,7 +63,7 @@ class SimulatedKeychain final : public platform::Keychain {
   std::vector<Dictionary>& items_;
 };
 
-/// Files in memory. Failures are set per kind of operation and stay until they are taken away.
+/// Files in memory.
 class SimulatedFileSystem final : public platform::FileSystem {
  public:
   struct Failure {
@@ -96,7 +87,7 @@ class SimulatedFileSystem final : public platform::FileSystem {
   std::optional<double> modificationTime(const std::string& path) const override;
   Result<platform::FileSystemSpace> space(const std::string& path) const override;
 
-  /// Puts a file there with its parents, whatever failures are set.
+  /// Puts a file there with its parents.
   void place(const std::string& path, std::string_view text);
   void setCreationTime(const std::string& path, double secondsSince1970) {
     nodes_.at(path).createdAt = secondsSince1970;
@@ -104,23 +95,12 @@ class SimulatedFileSystem final : public platform::FileSystem {
   /// The file's bytes as text; "" when there is none.
   std::string text(const std::string& path) const;
 
+  /// Stays until it is taken away.
   std::optional<Failure> failReads;
-  std::optional<Failure> failWrites;
-  std::optional<Failure> failRemoves;
-  /// Every change fails with EROFS.
-  bool isReadOnly = false;
-  /// False: creation times are not known.
-  bool hasCreationTimes = true;
   /// Nothing: asking for the space fails.
   std::optional<platform::FileSystemSpace> availableSpace = platform::FileSystemSpace{1'000u << 20, 4'000u << 20};
-  /// Paths in the order they were written and removed, failed attempts left out.
-  std::vector<std::string> written;
-  std::vector<std::string> removed;
 
  private:
-  std::optional<Error> refusal(const std::optional<Failure>& failure, const std::string& path, bool isChange) const;
-  std::vector<std::string> below(const std::string& directory) const;
-
   std::map<std::string, SimulatedDisk::Node>& nodes_;
   const platform::Clock& clock_;
 };

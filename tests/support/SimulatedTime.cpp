@@ -18,6 +18,28 @@ void SimulatedClock::moveTo(std::uint64_t monotonicNanoseconds) {
   wallTime_ = origin_ + static_cast<double>(monotonic_ - originAt_) * 1e-9;
 }
 
+struct SimulatedQueues::TimerState {
+  std::uint64_t interval;
+  Task task;
+  bool isValid = true;
+};
+
+class SimulatedQueues::Timer final : public platform::Timer {
+ public:
+  explicit Timer(
+      std::shared_ptr<TimerState> state, Task withdraw = [] {})
+      : state_(std::move(state)), withdraw_(std::move(withdraw)) {}
+  ~Timer() override { invalidate(); }
+  void invalidate() override {
+    if (std::exchange(state_->isValid, false)) withdraw_();
+  }
+  bool isValid() const override { return state_->isValid; }
+
+ private:
+  std::shared_ptr<TimerState> state_;
+  Task withdraw_;
+};
+
 class SimulatedQueues::Queue final : public platform::SerialQueue {
  public:
   Queue(SimulatedQueues& owner, std::uint64_t identity, std::string label)
@@ -28,34 +50,32 @@ class SimulatedQueues::Queue final : public platform::SerialQueue {
   }
   void postAfter(std::chrono::nanoseconds delay, Task task) override {
     if (delay.count() <= 0) return post(std::move(task));
-    owner_.postAt(owner_.clock_.monotonicNanoseconds() + static_cast<std::uint64_t>(delay.count()),
-                  {identity_, std::move(task)});
+    owner_.postAt(dueAfter(delay), {identity_, std::move(task)});
+  }
+  std::unique_ptr<platform::Timer> makeOneShotTimer(std::chrono::nanoseconds delay, Task task) override {
+    auto state = std::make_shared<TimerState>(TimerState{0, std::move(task)});
+    Task firing = [state] {
+      if (std::exchange(state->isValid, false)) state->task();
+    };
+    if (delay.count() <= 0) {
+      post(std::move(firing));
+      return std::make_unique<Timer>(std::move(state));
+    }
+    const Key key = owner_.postAt(dueAfter(delay), {identity_, std::move(firing)});
+    return std::make_unique<Timer>(std::move(state), [&owner = owner_, key] { owner.delayed_.extract(key); });
   }
   bool isCurrent() const override { return owner_.current_ == identity_; }
   const std::string& label() const override { return label_; }
   std::uint64_t identity() const { return identity_; }
 
  private:
+  std::uint64_t dueAfter(std::chrono::nanoseconds delay) const {
+    return owner_.clock_.monotonicNanoseconds() + static_cast<std::uint64_t>(delay.count());
+  }
+
   SimulatedQueues& owner_;
   std::uint64_t identity_;
   std::string label_;
-};
-
-struct SimulatedQueues::TimerState {
-  std::uint64_t interval;
-  Task task;
-  bool isValid = true;
-};
-
-class SimulatedQueues::Timer final : public platform::Timer {
- public:
-  explicit Timer(std::shared_ptr<TimerState> state) : state_(std::move(state)) {}
-  ~Timer() override { invalidate(); }
-  void invalidate() override { state_->isValid = false; }
-  bool isValid() const override { return state_->isValid; }
-
- private:
-  std::shared_ptr<TimerState> state_;
 };
 
 SimulatedQueues::SimulatedQueues(SimulatedClock& clock)
@@ -91,8 +111,10 @@ void SimulatedQueues::scheduleFiring(const std::shared_ptr<TimerState>& timer, s
                }});
 }
 
-void SimulatedQueues::postAt(std::uint64_t due, Entry entry) {
-  if (!isShutDown_) delayed_.emplace(std::pair(due, ++sequence_), std::move(entry));
+SimulatedQueues::Key SimulatedQueues::postAt(std::uint64_t due, Entry entry) {
+  const Key key(due, ++sequence_);
+  if (!isShutDown_) delayed_.emplace(key, std::move(entry));
+  return key;
 }
 
 bool SimulatedQueues::runNext() {

@@ -64,13 +64,14 @@ class SimulatedQueues final : public platform::Queues {
   class Queue;
   class Timer;
   struct TimerState;
+  using Key = std::pair<std::uint64_t, std::uint64_t>;  // moment and order of posting
   struct Entry {
     std::uint64_t queue;
     platform::Task task;
   };
 
   std::shared_ptr<Queue> makeQueue(std::string label);
-  void postAt(std::uint64_t due, Entry entry);
+  Key postAt(std::uint64_t due, Entry entry);
   void scheduleFiring(const std::shared_ptr<TimerState>& timer, std::uint64_t due);
 
   SimulatedClock& clock_;
@@ -80,7 +81,7 @@ class SimulatedQueues final : public platform::Queues {
   bool isMainQueueServed_ = true;
   bool isShutDown_ = false;
   std::deque<Entry> ready_;
-  std::map<std::pair<std::uint64_t, std::uint64_t>, Entry> delayed_;  // by moment and order of posting
+  std::map<Key, Entry> delayed_;
   std::shared_ptr<Queue> main_, global_;
 };
 

@@ -31,6 +31,12 @@ struct LinuxPlatformOptions {
   /// Where everything that persists lives: DIR/app is the application's container (Library, Library/Caches, Documents,
   /// tmp, user defaults), DIR/group the app-group suites, DIR/keychain the keychain. Empty: the user's data directory
   /// ($XDG_DATA_HOME or ~/.local/share), below the executable's name.
+  ///
+  /// The keychain is a database whose values are sealed with AES-256-GCM under a random key in a file beside it; both
+  /// have mode 0600. The seal protects a copy of the database that travels without the key file (a backup of one file,
+  /// a disk image searched for text) and shows values that were altered or moved to another item. It does not protect
+  /// against anyone who can read the directory as this user: key and database lie side by side, and a Linux process
+  /// without a login session has no better place. Only the data is sealed, not the other attributes.
   std::string dataDirectory = {};
   /// The device profile: facts that a Linux machine does not have. What is absent takes its failure default.
   Dictionary deviceProfile = {};

@@ -11,6 +11,16 @@ namespace trovix::platform {
 
 using Task = std::function<void()>;
 
+/// A timer. Destroying it invalidates it, which its own task may do. Any thread.
+class TROVIX_API Timer {
+ public:
+  virtual ~Timer() = default;
+  /// No further firing starts; one that is running finishes.
+  virtual void invalidate() = 0;
+  /// Whether it may fire again.
+  [[nodiscard]] virtual bool isValid() const = 0;
+};
+
 /// Runs tasks. Posting never runs the task before it returns, and may be done from any thread.
 class TROVIX_API Queue {
  public:
@@ -18,6 +28,8 @@ class TROVIX_API Queue {
   virtual void post(Task task) = 0;
   /// Runs the task once the delay has passed; zero or less is the next turn.
   virtual void postAfter(std::chrono::nanoseconds delay, Task task) = 0;
+  /// As `postAfter`, unless the timer is invalidated first: nothing waits for the task any more then.
+  [[nodiscard]] virtual std::unique_ptr<Timer> makeOneShotTimer(std::chrono::nanoseconds delay, Task task) = 0;
   /// Whether the caller runs on this queue.
   [[nodiscard]] virtual bool isCurrent() const = 0;
 };
@@ -26,15 +38,6 @@ class TROVIX_API Queue {
 class TROVIX_API SerialQueue : public Queue {
  public:
   [[nodiscard]] virtual const std::string& label() const = 0;
-};
-
-/// A repeating timer. Destroying it invalidates it. Any thread.
-class TROVIX_API Timer {
- public:
-  virtual ~Timer() = default;
-  /// No further firing starts; one that is running finishes.
-  virtual void invalidate() = 0;
-  [[nodiscard]] virtual bool isValid() const = 0;
 };
 
 /// The device's queues. Any thread.

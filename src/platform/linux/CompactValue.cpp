@@ -19,7 +19,7 @@ constexpr char isFalse = 'f', isTrue = 't', integer = 'i', real = 'r', string = 
 class Encoder {
  public:
   bool append(const Value& value, std::size_t depth) {
-    if (depth > maximumPropertyListDepth || bytes_.size() > maximumPropertyListSize) return false;
+    if (bytes_.size() > maximumPropertyListSize) return false;
     switch (value.kind()) {
       case Value::Kind::null:
         return false;
@@ -70,6 +70,7 @@ class Encoder {
   }
 
   bool appendArray(const Array& array, std::size_t depth) {
+    if (depth > maximumPropertyListDepth) return false;
     const auto nulls = std::count_if(array.begin(), array.end(), [](const Value& element) { return element.isNull(); });
     bytes_.push_back(static_cast<std::uint8_t>(letter::array));
     appendLength(array.size() - static_cast<std::size_t>(nulls));
@@ -78,6 +79,7 @@ class Encoder {
   }
 
   bool appendDictionary(const Dictionary& dictionary, std::size_t depth) {
+    if (depth > maximumPropertyListDepth) return false;
     const auto nulls = std::count_if(dictionary.begin(), dictionary.end(),
                                      [](const Dictionary::Entry& entry) { return entry.second.isNull(); });
     bytes_.push_back(static_cast<std::uint8_t>(letter::dictionary));
@@ -97,7 +99,7 @@ class Decoder {
   [[nodiscard]] bool atEnd() const noexcept { return rest_.empty(); }
 
   std::optional<Value> value(std::size_t depth) {
-    if (rest_.empty() || depth > maximumPropertyListDepth) return std::nullopt;
+    if (rest_.empty()) return std::nullopt;
     const char kind = rest_.front();
     rest_.remove_prefix(1);
     switch (kind) {
@@ -155,7 +157,7 @@ class Decoder {
   }
 
   std::optional<Value> array(std::size_t depth) {
-    const auto count = length();
+    const auto count = depth <= maximumPropertyListDepth ? length() : std::nullopt;
     if (!count) return std::nullopt;
     Array array;
     for (std::size_t i = 0; i < *count; ++i) {
@@ -167,7 +169,7 @@ class Decoder {
   }
 
   std::optional<Value> dictionary(std::size_t depth) {
-    const auto count = length();
+    const auto count = depth <= maximumPropertyListDepth ? length() : std::nullopt;
     if (!count) return std::nullopt;
     Dictionary dictionary;
     for (std::size_t i = 0; i < *count; ++i) {

@@ -1,6 +1,7 @@
 #include "platform/linux/CurlExchange.h"
 
 #include <curl/curl.h>
+#include <fmt/core.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -121,9 +122,9 @@ void CurlExchange::setHeaders() {
   };
   for (const auto& [name, value] : request_.headers) {
     if (name.empty() || isReserved(name) || !isSafe(name) || !isSafe(value)) continue;
-    append(value.empty() ? name + ";" : name + ": " + value);
+    append(value.empty() ? name + ";" : fmt::format("{}: {}", name, value));
   }
-  if (request_.headers.find("User-Agent") == nullptr) append(std::string("User-Agent: ") + userAgent);
+  if (request_.headers.find("User-Agent") == nullptr) append(fmt::format("User-Agent: {}", userAgent));
   // The server's "continue" would cost every upload a round trip.
   append("Expect:");
   curl_easy_setopt(easy_, CURLOPT_HTTPHEADER, headers_);

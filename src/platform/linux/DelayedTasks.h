@@ -19,13 +19,20 @@ class QueueHub;
 class DelayedTasks : public WorkerPool::Job, public std::enable_shared_from_this<DelayedTasks> {
  public:
   using Time = std::chrono::steady_clock::time_point;
+  using Key = std::pair<Time, std::uint64_t>;
   enum class Kind : std::uint8_t { oneShot, repeating };
 
   DelayedTasks(std::shared_ptr<QueueHub> hub, std::shared_ptr<WorkerPool> pool);
   ~DelayedTasks() override;
 
-  /// Posts the task to the queue at that time. Only a one-shot task keeps the platform busy while it waits.
-  void add(Time when, std::shared_ptr<Queue> queue, Task task, Kind kind);
+  /// Posts the task to the queue at that time, unless it is cancelled by its key. Only a one-shot task keeps the
+  /// platform busy while it waits.
+  Key add(Time when, std::shared_ptr<Queue> queue, Task task, Kind kind);
+  /// Forgets the task and ends its wait; nothing happens when it waits no more.
+  void cancel(const Key& key);
+  /// Adds a one-shot task, which its timer cancels. Zero or less is the queue's next turn.
+  [[nodiscard]] std::unique_ptr<Timer> addOneShot(std::chrono::nanoseconds delay, std::shared_ptr<Queue> queue,
+                                                  Task task);
   /// Posts those that are due.
   void run() override;
   /// Posts every one-shot task now, in the order of their times, and forgets the repeating ones; answers whether there
@@ -38,7 +45,7 @@ class DelayedTasks : public WorkerPool::Job, public std::enable_shared_from_this
     Task task;
     Kind kind = Kind::oneShot;
   };
-  using Entries = std::map<std::pair<Time, std::uint64_t>, Entry>;
+  using Entries = std::map<Key, Entry>;
 
   void hand(Entries due);
 

@@ -11,7 +11,7 @@
 namespace trovix::platform {
 namespace {
 
-constexpr std::size_t maximumFileSize = 4 * 1024 * 1024;
+constexpr std::size_t maximumFileSize = std::size_t{4} * 1024 * 1024;
 /// Of the facts themselves only this one is a section again; others that are dictionaries are replaced whole.
 constexpr std::string_view nestedSection = "info";
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <memory>
@@ -21,7 +22,7 @@ constexpr std::uint8_t version = 1;
 constexpr std::size_t nonceSize = 12;
 constexpr std::size_t tagSize = 16;
 constexpr std::size_t overhead = 1 + nonceSize + tagSize;
-constexpr std::size_t maximumSize = 1024 * 1024;
+constexpr std::size_t maximumSize = std::size_t{1024} * 1024;
 
 struct FreeContext {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
@@ -48,13 +49,14 @@ int readKey(const std::string& path, SealingKey& key) {
 void makeKey(const std::string& path) {
   SealingKey key{};
   if (secureRandom(key) != 0) return;
-  const std::string draft = fmt::format("{}.{}", path, ::getpid());
-  const int file = ::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  std::string draft = path + ".XXXXXX";
+  const int file = ::mkostemp(draft.data(), O_CLOEXEC);
   if (file < 0) return;
   const bool written = ::write(file, key.data(), key.size()) == static_cast<ssize_t>(key.size());
   ::close(file);
-  // Fails when another process was first; its key is the one that counts.
-  if (written && ::link(draft.c_str(), path.c_str()) != 0 && errno == EPERM) ::rename(draft.c_str(), path.c_str());
+  // Linking fails when another process was first, whose key is the one that counts. Any other failure is that of a
+  // file system without links.
+  if (written && ::link(draft.c_str(), path.c_str()) != 0 && errno != EEXIST) ::rename(draft.c_str(), path.c_str());
   ::unlink(draft.c_str());
 }
 

@@ -1,16 +1,21 @@
 #include "platform/linux/LinuxIntegrity.h"
 
+#include <fcntl.h>
 #include <fmt/core.h>
 #include <link.h>
+#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
+#include <chrono>
+#include <string_view>
 
 #include "platform/Crypto.h"
 #include "platform/linux/DeviceProfile.h"
 
 namespace trovix::platform {
 namespace {
+
+// The kernel writes a whole page of figures for the one that is wanted: most of what signing a request would cost.
+constexpr std::chrono::milliseconds kTracerFieldLifetime{100};
 
 struct Search {
   std::uintptr_t address = 0;
@@ -32,7 +37,9 @@ int visitObject(dl_phdr_info* object, std::size_t, void* context) {
     const auto& segment = object->dlpi_phdr[i];
     constexpr auto readableCode = PF_X | PF_R;
     if (segment.p_type != PT_LOAD || (segment.p_flags & readableCode) != readableCode) continue;
-    const auto* begin = reinterpret_cast<const std::uint8_t*>(object->dlpi_addr + segment.p_vaddr);
+    // The loader tells addresses as numbers.
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(object->dlpi_addr +
+                                                              segment.p_vaddr);  // NOLINT(performance-no-int-to-ptr)
     const auto digest = sha256(Bytes(begin, segment.p_memsz));
     search.digests.insert(search.digests.end(), digest.begin(), digest.end());
   }
@@ -47,13 +54,15 @@ std::array<std::uint8_t, 32> digestOfOwnCode() {
 }
 
 bool isTraced() {
-  std::ifstream status("/proc/self/status");
-  constexpr std::string_view field = "TracerPid:";
-  for (std::string line; std::getline(status, line);) {
-    if (!line.starts_with(field)) continue;
-    return line.find_first_of("123456789", field.size()) != std::string::npos;
-  }
-  return false;
+  const int file = ::open("/proc/self/status", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  char buffer[4096];
+  const ssize_t size = ::read(file, buffer, sizeof buffer);
+  ::close(file);
+  const std::string_view status(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+  constexpr std::string_view field = "\nTracerPid:\t";
+  const std::size_t found = status.find(field);
+  return found != std::string_view::npos && !status.substr(found + field.size()).starts_with("0\n");
 }
 
 }  // namespace
@@ -64,7 +73,17 @@ bool LinuxIntegrity::isDeviceCompromised(bool) const {
 
 bool LinuxIntegrity::isDebuggerAttached() const {
   const auto word = profile_.boolean({"integrity", "debugger"});
-  return word ? *word : isTraced();
+  return word ? *word : isTracedLately();
+}
+
+bool LinuxIntegrity::isTracedLately() const {
+  const std::int64_t now = std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1);
+  const std::int64_t known = tracerKnownUntil_.load(std::memory_order_acquire);
+  if (now < known) return isTraced_.load(std::memory_order_relaxed);
+  const bool traced = isTraced();
+  isTraced_.store(traced, std::memory_order_relaxed);
+  tracerKnownUntil_.store(now + kTracerFieldLifetime / std::chrono::nanoseconds(1), std::memory_order_release);
+  return traced;
 }
 
 std::string LinuxIntegrity::runtimeIntegrity(std::int32_t remainder) const {

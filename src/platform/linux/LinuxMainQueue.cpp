@@ -19,6 +19,7 @@ void LinuxMainQueue::post(Task task) {
   hub_->beginTask();
   {
     const MutexLock lock(mutex_);
+    if (hasEnded_) return;
     tasks_.push_back(std::move(task));
     if (mode_ == MainQueueMode::ownThread && !isThreadStarted_) {
       isThreadStarted_ = thread_.start("trovix-main", [self = shared_from_this()] { self->runLoop(); });
@@ -35,6 +36,10 @@ void LinuxMainQueue::post(Task task) {
 void LinuxMainQueue::postAfter(std::chrono::nanoseconds delay, Task task) {
   if (delay <= std::chrono::nanoseconds::zero()) return post(std::move(task));
   delayed_->add(timeAfter(delay), shared_from_this(), std::move(task), DelayedTasks::Kind::oneShot);
+}
+
+std::unique_ptr<Timer> LinuxMainQueue::makeOneShotTimer(std::chrono::nanoseconds delay, Task task) {
+  return delayed_->addOneShot(delay, shared_from_this(), std::move(task));
 }
 
 bool LinuxMainQueue::isCurrent() const { return TaskFrame::isInside(this); }

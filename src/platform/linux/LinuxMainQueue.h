@@ -30,6 +30,7 @@ class LinuxMainQueue : public SerialQueue, public std::enable_shared_from_this<L
 
   void post(Task task) override;
   void postAfter(std::chrono::nanoseconds delay, Task task) override;
+  [[nodiscard]] std::unique_ptr<Timer> makeOneShotTimer(std::chrono::nanoseconds delay, Task task) override;
   [[nodiscard]] bool isCurrent() const override;
   [[nodiscard]] const std::string& label() const override { return label_; }
 

@@ -37,7 +37,7 @@ constexpr std::chrono::seconds exitLimit(2);
 // The longest that a loop's condition goes unasked.
 constexpr std::chrono::milliseconds loopSlice(10);
 
-std::string variableOr(const char* name, std::string fallback) {
+std::string variableOr(const char* name, const std::string& fallback) {
   const char* value = std::getenv(name);
   return value != nullptr && *value != '\0' ? value : fallback;
 }

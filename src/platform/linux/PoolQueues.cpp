@@ -52,6 +52,10 @@ void PoolSerialQueue::postAfter(std::chrono::nanoseconds delay, Task task) {
   services_.delayed->add(timeAfter(delay), shared_from_this(), std::move(task), DelayedTasks::Kind::oneShot);
 }
 
+std::unique_ptr<Timer> PoolSerialQueue::makeOneShotTimer(std::chrono::nanoseconds delay, Task task) {
+  return services_.delayed->addOneShot(delay, shared_from_this(), std::move(task));
+}
+
 bool PoolSerialQueue::isCurrent() const { return TaskFrame::isInside(this); }
 
 void PoolSerialQueue::run() {
@@ -61,11 +65,21 @@ void PoolSerialQueue::run() {
   services_.pool->post(shared_from_this());
 }
 
+void PoolSerialQueue::drop() {
+  std::deque<Task> dropped;
+  const MutexLock lock(mutex_);
+  dropped.swap(tasks_);
+  hasTurn_ = false;
+}
+
 void PoolSerialQueue::resume() { services_.pool->post(shared_from_this()); }
 
 bool PoolSerialQueue::runNext() {
   // One that outlived the drain it was part of must not go on beside the thread that stood in for it.
-  if (!services_.hub->isOpen()) return false;
+  if (!services_.hub->isOpen()) {
+    drop();
+    return false;
+  }
   Task task;
   {
     const MutexLock lock(mutex_);
@@ -95,6 +109,10 @@ void PoolQueue::post(Task task) {
 void PoolQueue::postAfter(std::chrono::nanoseconds delay, Task task) {
   if (delay <= std::chrono::nanoseconds::zero()) return post(std::move(task));
   services_.delayed->add(timeAfter(delay), shared_from_this(), std::move(task), DelayedTasks::Kind::oneShot);
+}
+
+std::unique_ptr<Timer> PoolQueue::makeOneShotTimer(std::chrono::nanoseconds delay, Task task) {
+  return services_.delayed->addOneShot(delay, shared_from_this(), std::move(task));
 }
 
 bool PoolQueue::isCurrent() const { return TaskFrame::isInside(this); }

@@ -30,11 +30,14 @@ class PoolSerialQueue : public SerialQueue,
 
   void post(Task task) override;
   void postAfter(std::chrono::nanoseconds delay, Task task) override;
+  [[nodiscard]] std::unique_ptr<Timer> makeOneShotTimer(std::chrono::nanoseconds delay, Task task) override;
   [[nodiscard]] bool isCurrent() const override;
   [[nodiscard]] const std::string& label() const override { return label_; }
 
   /// One turn: some tasks, then the others' turn.
   void run() override;
+  /// Destroys the tasks that wait, whatever they hold.
+  void drop() override;
   /// Takes another turn although the task of the last one has not returned.
   void resume();
 
@@ -56,6 +59,7 @@ class PoolQueue : public Queue, public std::enable_shared_from_this<PoolQueue> {
 
   void post(Task task) override;
   void postAfter(std::chrono::nanoseconds delay, Task task) override;
+  [[nodiscard]] std::unique_ptr<Timer> makeOneShotTimer(std::chrono::nanoseconds delay, Task task) override;
   [[nodiscard]] bool isCurrent() const override;
 
  private:

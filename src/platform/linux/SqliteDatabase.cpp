@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform/PropertyList.h"
 #include "trovix/platform/Output.h"
 
 namespace trovix::platform {
@@ -19,8 +20,8 @@ namespace {
 
 /// How long a write waits for another process before it gives up.
 constexpr int busyTimeoutMilliseconds = 1000;
-/// Nothing larger is read or written as one value.
-constexpr int maximumValueSize = 16 * 1024 * 1024;
+/// The largest property list, and room for the rest of its row.
+constexpr int maximumRowSize = static_cast<int>(maximumPropertyListSize) + 1024 * 1024;
 
 SqliteOutcome outcomeOf(int code) {
   switch (code & 0xff) {
@@ -156,7 +157,11 @@ SqliteOutcome SqliteDatabase::open() {
   makePrivateFile(path_);
   SqliteOutcome outcome = openFile(path_, SQLITE_OPEN_READWRITE);
   if (outcome == SqliteOutcome::done) outcome = configure();
-  if (outcome != SqliteOutcome::done && handle_ != nullptr && outcome != SqliteOutcome::corrupt) close();
+  if (outcome == SqliteOutcome::failed && handle_ != nullptr) {
+    // What a statement failed with goes with the connection.
+    lastFailure_ = lastFailure();
+    close();
+  }
   return outcome;
 }
 
@@ -183,7 +188,7 @@ SqliteOutcome SqliteDatabase::openFile(const std::string& name, int flags) {
   }
   sqlite3_extended_result_codes(handle_, 1);
   sqlite3_busy_timeout(handle_, busyTimeoutMilliseconds);
-  sqlite3_limit(handle_, SQLITE_LIMIT_LENGTH, maximumValueSize);
+  sqlite3_limit(handle_, SQLITE_LIMIT_LENGTH, maximumRowSize);
   return outcome;
 }
 

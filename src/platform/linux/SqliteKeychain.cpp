@@ -125,10 +125,13 @@ std::int32_t SqliteKeychain::remove(const Dictionary& query) {
 
 template <typename Operation>
 std::int32_t SqliteKeychain::perform(Operation operation) {
+  if (generation_ != forkGeneration()) return keychainStatus::notAvailable;
   const MutexLock lock(mutex_);
   // A damaged file is found on opening or by the operation; either way there is one second try, on a fresh one.
   for (int attempt = 0; attempt < 2; ++attempt) {
     if (database_.isOpen() && database_.wasReplaced()) database_.close();
+    // Whoever replaced the file may have replaced the key beside it.
+    if (!database_.isOpen()) key_.reset();
     Ending ending{database_.isOpen() ? SqliteOutcome::done : database_.open()};
     if (ending.outcome == SqliteOutcome::done) ending = operation();
     if (ending.outcome == SqliteOutcome::done) return ending.status;
@@ -195,7 +198,8 @@ SqliteKeychain::Ending SqliteKeychain::removeMatching(const Item& query) {
   if (const auto outcome = readMatching(query, items); outcome != SqliteOutcome::done) return {outcome};
   std::int32_t status = keychainStatus::itemNotFound;
   for (Item& item : items) {
-    if (unseal(item)) status = keychainStatus::success;
+    if (!unseal(item)) continue;
+    status = keychainStatus::success;
     if (const auto outcome = deleteItem(item.identifier); outcome != SqliteOutcome::done) return {outcome};
   }
   return {SqliteOutcome::done, status};

@@ -6,6 +6,7 @@
 
 #include "platform/Mutex.h"
 #include "platform/linux/KeychainSeal.h"
+#include "platform/linux/ProcessExit.h"
 #include "platform/linux/SqliteDatabase.h"
 #include "trovix/platform/Keychain.h"
 
@@ -15,14 +16,11 @@ class SystemLog;
 
 /// Secrets in DIRECTORY/keychain.sqlite, each value sealed with AES-256-GCM under a random key that lies beside it in
 /// DIRECTORY/keychain.key; both files have mode 0600.
-///
-/// The seal protects a copy of the database that travels without the key file (a backup of one file, a disk image
-/// searched for text) and shows values that were altered or moved to another item. It does not protect against anyone
-/// who can read the directory as this user: key and database lie side by side, and a Linux process without a login
-/// session has no better place. Only the data is sealed, not the other attributes.
+/// What that protects against is told where the directory is chosen (`LinuxPlatformOptions::dataDirectory`).
 ///
 /// Items whose seal does not open (the key file was lost or replaced) count as not there. A damaged database is set
 /// aside and a fresh one is made. Everything is opened on first use, and the file stays open.
+/// In the child of a fork it is not available.
 class SqliteKeychain : public Keychain {
  public:
   SqliteKeychain(const std::string& directory, SystemLog& log);
@@ -58,6 +56,7 @@ class SqliteKeychain : public Keychain {
 
   const std::string keyPath_;
   SystemLog& log_;
+  const unsigned generation_ = forkGeneration();
   Mutex mutex_;
   SqliteDatabase database_ TX_GUARDED_BY(mutex_);
   std::optional<SealingKey> key_ TX_GUARDED_BY(mutex_);

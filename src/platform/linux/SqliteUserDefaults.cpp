@@ -22,8 +22,9 @@ std::shared_ptr<const Value> shared(Value value) {
 
 }  // namespace
 
-SqliteUserDefaults::SqliteUserDefaults(std::string path, SystemLog& log)
-    : log_(log), database_(std::move(path), schema) {
+SqliteUserDefaults::SqliteUserDefaults(std::string path, SystemLog& log, unsigned generation)
+    : log_(log), generation_(generation), database_(std::move(path), schema) {
+  if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
   if (ensureOpen()) return;
   // What cannot be written may still be read.
@@ -34,6 +35,7 @@ SqliteUserDefaults::SqliteUserDefaults(std::string path, SystemLog& log)
 }
 
 SqliteUserDefaults::~SqliteUserDefaults() {
+  if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
   if (!unwritten_.empty() && database_.isOpen()) applyToFile({});
 }
@@ -65,6 +67,7 @@ void SqliteUserDefaults::setAll(const std::vector<std::pair<std::string, std::op
 }
 
 void SqliteUserDefaults::refresh() {
+  if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
   if (!unwritten_.empty()) applyToFile({});
   if (!database_.isOpen()) return;
@@ -79,6 +82,7 @@ void SqliteUserDefaults::refresh() {
 }
 
 void SqliteUserDefaults::write(std::vector<Change> changes) {
+  if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
   applyToImage(changes);
   applyToFile(changes);
@@ -193,6 +197,7 @@ SqliteOutcome SqliteUserDefaults::load() {
   Image image;
   const SqliteOutcome outcome = readRows(image);
   if (outcome != SqliteOutcome::done) return outcome;
+  if (std::exchange(wasReplaced_, false)) carryOver(image);
   for (Change& change : unwrittenChanges()) {
     if (change.value != nullptr) {
       image[change.key] = std::move(change.value);
@@ -215,6 +220,14 @@ SqliteOutcome SqliteUserDefaults::readRows(Image& image) {
   return outcome;
 }
 
+void SqliteUserDefaults::carryOver(Image& image) {
+  // The other process knew its own values only; what it did not know goes into its file.
+  const MutexLock lock(imageMutex_);
+  for (const auto& [key, value] : image_) {
+    if (image.try_emplace(key, value).second) unwritten_.insert(key);
+  }
+}
+
 void SqliteUserDefaults::close() {
   dropStatements();
   database_.close();
@@ -227,18 +240,10 @@ void SqliteUserDefaults::dropStatements() {
 }
 
 void SqliteUserDefaults::adoptReplacement() {
-  Image earlier;
-  if (database_.isOpen()) {
-    const MutexLock lock(imageMutex_);
-    earlier = image_;
-  }
+  // Stays so when the opening fails: a later one must find it.
+  if (database_.isOpen()) wasReplaced_ = true;
   close();
-  if (!ensureOpen()) return;
-  // The other process knew its own values only; what it did not know goes into its file.
-  const MutexLock lock(imageMutex_);
-  for (auto& [key, value] : earlier) {
-    if (image_.try_emplace(key, value).second) unwritten_.insert(key);
-  }
+  ensureOpen();
 }
 
 bool SqliteUserDefaults::startAfresh() {
@@ -265,11 +270,13 @@ SqliteUserDefaultsDomains::SqliteUserDefaultsDomains(std::string standardPath, s
 SqliteUserDefaultsDomains::~SqliteUserDefaultsDomains() = default;
 
 UserDefaults& SqliteUserDefaultsDomains::standard() {
-  std::call_once(standardOnce_, [this] { standard_ = std::make_unique<SqliteUserDefaults>(standardPath_, log_); });
+  std::call_once(standardOnce_,
+                 [this] { standard_ = std::make_unique<SqliteUserDefaults>(standardPath_, log_, generation_); });
   return *standard_;
 }
 
 UserDefaults* SqliteUserDefaultsDomains::suite(std::string_view name) {
+  if (generation_ != forkGeneration()) return nullptr;
   if (name.empty() || name.find('/') != std::string_view::npos || name.find('\0') != std::string_view::npos) {
     return nullptr;
   }

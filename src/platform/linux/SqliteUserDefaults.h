@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/Mutex.h"
+#include "platform/linux/ProcessExit.h"
 #include "platform/linux/SqliteDatabase.h"
 #include "trovix/platform/UserDefaults.h"
 
@@ -20,10 +21,12 @@ class SystemLog;
 
 /// One suite: an SQLite file behind an image in memory. Reads take the image's lock only, which no disk access holds.
 /// Writes go to the image and then to the file. A damaged file is set aside and made anew from the image.
+/// In the child of a fork it can only be read.
 class SqliteUserDefaults : public UserDefaults {
  public:
   /// Reads what the file holds. One that cannot be opened leaves the suite in memory, and every write tries again.
-  SqliteUserDefaults(std::string path, SystemLog& log);
+  /// One made for another generation of the process, its parent's, opens nothing.
+  SqliteUserDefaults(std::string path, SystemLog& log, unsigned generation = forkGeneration());
   ~SqliteUserDefaults() override;
 
   [[nodiscard]] std::shared_ptr<const Value> object(std::string_view key) const override;
@@ -47,6 +50,7 @@ class SqliteUserDefaults : public UserDefaults {
     std::shared_ptr<const Value> value;
   };
 
+  [[nodiscard]] bool isOwnProcess() const noexcept { return generation_ == forkGeneration(); }
   void write(std::vector<Change> changes) TX_EXCLUDES(fileMutex_);
   void applyToImage(const std::vector<Change>& changes) TX_EXCLUDES(imageMutex_);
   void applyToFile(const std::vector<Change>& changes) TX_REQUIRES(fileMutex_);
@@ -57,6 +61,7 @@ class SqliteUserDefaults : public UserDefaults {
   SqliteOutcome openAndLoad() TX_REQUIRES(fileMutex_);
   SqliteOutcome load() TX_REQUIRES(fileMutex_);
   SqliteOutcome readRows(Image& image) TX_REQUIRES(fileMutex_);
+  void carryOver(Image& image) TX_REQUIRES(fileMutex_);
   void close() TX_REQUIRES(fileMutex_);
   void dropStatements() TX_REQUIRES(fileMutex_);
   void adoptReplacement() TX_REQUIRES(fileMutex_);
@@ -64,6 +69,7 @@ class SqliteUserDefaults : public UserDefaults {
   void noteFailure() TX_REQUIRES(fileMutex_);
 
   SystemLog& log_;
+  const unsigned generation_;
 
   // The file's lock is taken before the image's; the image changes only while both are held.
   mutable Mutex fileMutex_;
@@ -72,6 +78,8 @@ class SqliteUserDefaults : public UserDefaults {
   SqliteStatement delete_ TX_GUARDED_BY(fileMutex_);
   SqliteStatement selectAll_ TX_GUARDED_BY(fileMutex_);
   std::int64_t dataVersion_ TX_GUARDED_BY(fileMutex_) = 0;
+  /// Whether the image is of a file that another one has taken the place of, and that one is not read yet.
+  bool wasReplaced_ TX_GUARDED_BY(fileMutex_) = false;
   /// Keys whose last change is not in the file yet.
   std::set<std::string, std::less<>> unwritten_ TX_GUARDED_BY(fileMutex_);
   bool failureWasLogged_ TX_GUARDED_BY(fileMutex_) = false;
@@ -89,13 +97,14 @@ class SqliteUserDefaultsDomains : public UserDefaultsDomains {
 
   [[nodiscard]] UserDefaults& standard() override;
   /// A null pointer for a name that cannot be a file's, and when the file cannot be opened; then a later call tries
-  /// again.
+  /// again. Always so in the child of a fork.
   [[nodiscard]] UserDefaults* suite(std::string_view name) override;
 
  private:
   const std::string standardPath_;
   const std::string groupDirectory_;
   SystemLog& log_;
+  const unsigned generation_ = forkGeneration();
   std::once_flag standardOnce_;
   std::unique_ptr<SqliteUserDefaults> standard_;
   Mutex mutex_;

@@ -10,7 +10,7 @@
 namespace trovix::platform {
 namespace {
 
-constexpr std::streamsize maximumZoneFileSize = 1024 * 1024;
+constexpr std::streamsize maximumZoneFileSize = std::streamsize{1024} * 1024;
 constexpr std::size_t headerSize = 44;
 
 bool isZoneName(std::string_view name) {

@@ -38,8 +38,26 @@ WorkerPool::WorkerPool(const char* name, Kind kind) : name_(name), kind_(kind), 
 WorkerPool::~WorkerPool() = default;
 
 void WorkerPool::post(std::shared_ptr<Job> job) {
-  boost::asio::post(context_->io, [this, job = std::move(job)] { execute(*job); });
+  bool isTaken = false;
+  {
+    const MutexLock lock(mutex_);
+    isTaken = !stopped_;
+    if (isTaken) jobs_.push_back(std::move(job));
+  }
+  if (!isTaken) return job->drop();
+  boost::asio::post(context_->io, [this] { runNext(); });
   ensureStarted();
+}
+
+void WorkerPool::runNext() {
+  std::shared_ptr<Job> job;
+  {
+    const MutexLock lock(mutex_);
+    if (jobs_.empty()) return;
+    job = std::move(jobs_.front());
+    jobs_.pop_front();
+  }
+  execute(*job);
 }
 
 void WorkerPool::setAlarm(std::chrono::steady_clock::time_point when, std::weak_ptr<Job> job) {
@@ -141,15 +159,18 @@ bool WorkerPool::isCurrent() const noexcept { return currentPool == this; }
 
 bool WorkerPool::stopUntil(std::chrono::steady_clock::time_point deadline) {
   std::vector<WorkerThread> threads;
+  std::deque<std::shared_ptr<Job>> dropped;
   {
     const MutexLock lock(mutex_);
     stopped_ = true;
     threads.swap(threads_);
+    dropped.swap(jobs_);
     changed_.notify_all();
   }
   context_->io.stop();
   bool allEnded = true;
   for (auto& thread : threads) allEnded = thread.joinUntil(deadline) && allEnded;
+  for (const auto& job : dropped) job->drop();
   return allEnded;
 }
 

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -21,6 +22,8 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
    public:
     virtual ~Job() = default;
     virtual void run() = 0;
+    /// In place of the run that a stopped pool does not give: lets go of what waits for it.
+    virtual void drop() {}
   };
   enum class Kind : std::uint8_t {
     /// One thread, so that jobs hand on to each other without a wake-up. While a job of its does not return, a second
@@ -33,6 +36,7 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   WorkerPool(const char* name, Kind kind);
   ~WorkerPool();
 
+  /// A job that the pool stops before is dropped, outside locks, on the thread that posts or stops.
   void post(std::shared_ptr<Job> job);
   /// Runs the job at that time, in place of an earlier alarm. The caller keeps other calls of this out meanwhile.
   void setAlarm(std::chrono::steady_clock::time_point when, std::weak_ptr<Job> job);
@@ -51,6 +55,7 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
 
   void ensureStarted();
   bool startThread(Role role) TX_REQUIRES(mutex_);
+  void runNext();
   void execute(Job& job);
   void awaitReadable(std::weak_ptr<Job> job);
   void wakeRelief();
@@ -67,6 +72,8 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   Mutex mutex_;
   std::condition_variable_any changed_;
   std::vector<WorkerThread> threads_ TX_GUARDED_BY(mutex_);
+  /// Here and not in the context's handlers, which last as long as the pool: a job may hold the pool.
+  std::deque<std::shared_ptr<Job>> jobs_ TX_GUARDED_BY(mutex_);
   bool stopped_ TX_GUARDED_BY(mutex_) = false;
 };
 
