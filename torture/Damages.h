@@ -43,7 +43,7 @@ inline constexpr const char* keychainStore = "keychain/keychain.sqlite";
 inline constexpr const char* keychainKey = "keychain/keychain.key";
 inline constexpr const char* groupStore = "group/group.com.example.shop.sqlite";
 
-/// All of them. The seed decides about the bytes of those that are random.
+/// All of them. `seed` decides about the bytes of those that are random.
 [[nodiscard]] std::vector<Damage> everyDamage(std::uint32_t seed);
 
 }  // namespace trovix::torture
