@@ -122,7 +122,6 @@ void ThreadsRun::configure(Caller& caller) {
   sdk.setHost("trovix.example", number % 2 == 0 ? "one" : "two");
   sdk.setAnonymizeUser(number % 3 == 0);
   sdk.setDisableSKAdNetwork(number % 5 == 0);
-  sdk.setShouldCollectDeviceName(number % 2 == 0);
   sdk.setIsBackgroundRequestEnabled(number % 4 == 0);
   sdk.setMinTimeBetweenSessions(number % 16 == 0 ? 0 : 1);
   sdk.setPartnerDataWithPartnerId("partner_int", Dictionary{{"key", text}});
@@ -255,9 +254,9 @@ void ThreadsRun::stopAndGoOn(Caller& caller) {
 
 void ThreadsRun::waitForSerialQueue() {
   auto done = std::make_shared<std::promise<void>>();
+  auto future = done->get_future();
   sdk_->parts().serial->post([done] { done->set_value(); });
-  report_.expect(done->get_future().wait_for(restLimit) == std::future_status::ready,
-                 "threads: the serial queue hangs");
+  report_.expect(future.wait_for(restLimit) == std::future_status::ready, "threads: the serial queue hangs");
 }
 
 void ThreadsRun::call(int number) {

@@ -22,7 +22,9 @@ TEST(TimeZoneTest, AgreesWithTheCLibrary) {
     ::tzset();
     const auto zone = TimeZone::named(name);
     ASSERT_NE(zone, nullptr) << name;
-    for (std::time_t moment = -3000000000; moment < 5000000000; moment += 86400 * 3 + 1800) {
+    // Rules that are written out begin in 1970 for the C library.
+    const std::time_t begin = std::string_view(name).find(',') == std::string_view::npos ? -3000000000 : 86400;
+    for (std::time_t moment = begin; moment < 5000000000; moment += 86400 * 3 + 1800) {
       std::tm local{};
       ::localtime_r(&moment, &local);
       ASSERT_EQ(zone->offsetAt(moment), local.tm_gmtoff) << name << " " << moment;
