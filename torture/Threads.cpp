@@ -122,7 +122,7 @@ void ThreadsRun::configure(Caller& caller) {
   sdk.setHost("trovix.example", number % 2 == 0 ? "one" : "two");
   sdk.setAnonymizeUser(number % 3 == 0);
   sdk.setDisableSKAdNetwork(number % 5 == 0);
-  sdk.setIsBackgroundRequestEnabled(number % 4 == 0);
+  sdk.setIsBackgroundRequestEnabled(number % 64 == 0);
   sdk.setMinTimeBetweenSessions(number % 16 == 0 ? 0 : 1);
   sdk.setPartnerDataWithPartnerId("partner_int", Dictionary{{"key", text}});
   sdk.setFacebookDeferredAppLink(number % 2 == 0 ? std::optional("shop://" + text) : std::nullopt);

@@ -97,7 +97,7 @@ void ConversionRuleFetcher::willRequestConversionValueAndUpdate() {
        .handleResponse = [this](const Value& response) {
          const Dictionary* fields = response.dictionary();
          const Value* value = fields != nullptr ? fields->find("value") : nullptr;
-         if (value == nullptr || !value->isNumber()) return;
+         if (value == nullptr || value->integerValue() == 0) return;
          willUpdateConversionValueWithName("txsdk_s2s_upcv",
                                            Dictionary{{"conversion_value_s2s", value->integerValue()}});
        }});

@@ -134,8 +134,8 @@ void DeepLinkAttribution::handleVeyraResponse(const std::optional<Value>& respon
   with_.serial.post(with_.lifetime.guard([this, isBackgroundRequestEnabled, domain = textAt(*fields, "vy_domain"),
                                           version = textAt(*fields, "vy_ver"), scheme = textAt(*fields, "vy_scheme")] {
     with_.settings.isBackgroundRequestEnabled = isBackgroundRequestEnabled;
-    if (domain) with_.storage.setString(*domain, storageKey::linkDomain);
-    if (version) with_.storage.setString(*version, storageKey::linkVersion);
+    if (txsdk_exists(domain)) with_.storage.setString(*domain, storageKey::linkDomain);
+    if (txsdk_exists(version)) with_.storage.setString(*version, storageKey::linkVersion);
     if (TrovixUtils::isValidDeeplink(scheme)) with_.storage.setString(*scheme, storageKey::linkScheme);
     with_.storage.save();
   }));

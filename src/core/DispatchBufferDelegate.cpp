@@ -21,6 +21,10 @@ bool standsBefore(const TXSDKBufferProtocol::Element& a, const TXSDKBufferProtoc
   return rank(a) > rank(b);
 }
 
+bool isLaunch(const TXSDKBufferProtocol::Element& element) {
+  return element->userObject()->has(eventOption::TXEventOptionLaunch);
+}
+
 }  // namespace
 
 void DispatchBufferDelegate::didFlushWithStatusCodes(const std::vector<std::int64_t>& statusCodes,
@@ -35,14 +39,13 @@ void DispatchBufferDelegate::didFlushWithStatusCodes(const std::vector<std::int6
 void DispatchBufferDelegate::willReorderBuffer(TXSDKBuffer& buffer, std::deque<Element>& elements) {
   order(elements);
   bool isReady = storage_.boolForKey(storageKey::readyToSendEvents);
-  if (!elements.empty()) {
-    const TXSDKEvent& first = *elements.front()->userObject();
-    if (!isReady && first.has(eventOption::TXEventOptionLaunch)) {
-      storage_.setBool(true, storageKey::readyToSendEvents);
-      isReady = true;
-    }
-    if (first.isUncounted()) buffer.flush();
+  // The launch need not stand first: requests that go before it, and events of its own rank that came earlier, would
+  // hold everything back until another launch.
+  if (!isReady && std::any_of(elements.begin(), elements.end(), isLaunch)) {
+    storage_.setBool(true, storageKey::readyToSendEvents);
+    isReady = true;
   }
+  if (!elements.empty() && elements.front()->userObject()->isUncounted()) buffer.flush();
   // In-app events wait until the first launch of this installation is in the buffer.
   if (!isReady) return;
   if (!didSwitchAutoFlush_.exchange(true)) buffer.setAutoFlush(true);

@@ -16,7 +16,8 @@ std::string without(std::string_view text, std::string_view removed) {
     result.append(text.substr(0, position));
     text.remove_prefix(position + removed.size());
   }
-  return result.append(text);
+  result.append(text);
+  return result;
 }
 
 }  // namespace

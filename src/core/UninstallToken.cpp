@@ -13,6 +13,7 @@
 #include "network/Endpoints.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageProtocol.h"
+#include "trovix/platform/Clock.h"
 #include "trovix/platform/DeviceFacts.h"
 
 namespace trovix {
@@ -26,9 +27,12 @@ constexpr std::uint64_t kRegisterLogKind = 8;
 void UninstallToken::registerUninstall(const Data& deviceToken) {
   if (with_.settings.isAppClip || deviceToken.empty()) return;
   Data bytes = deviceToken;
+  // Falling due early means that the process ends: a token stored then would never be sent, nor tried again.
+  const std::uint64_t due = with_.platform.clock.monotonicNanoseconds() + static_cast<std::uint64_t>(kDelay.count());
   with_.serial.postAfter(
-      kDelay, with_.lifetime.guard(
-                  [this, token = TrovixUtils::toHexString(bytes.data(), bytes.size())] { registerIfChanged(token); }));
+      kDelay, with_.lifetime.guard([this, due, token = TrovixUtils::toHexString(bytes.data(), bytes.size())] {
+        if (with_.platform.clock.monotonicNanoseconds() >= due) registerIfChanged(token);
+      }));
 }
 
 void UninstallToken::registerIfChanged(const std::string& token) {

@@ -71,11 +71,14 @@ void setJsonBody(URLRequest& request, const Dictionary& dictionary) {
 }
 
 platform::RedirectHandler redirectHandlerOf(std::weak_ptr<RedirectPolicy> redirectPolicy) {
+  // Without a policy redirects are followed as usual.
+  if (redirectPolicy.expired()) return nullptr;
   return [redirectPolicy = std::move(redirectPolicy)](std::uint64_t taskIdentifier, const URLRequest& current,
                                                       const URLResponse& response,
                                                       URLRequest proposed) -> std::optional<URLRequest> {
     const auto policy = redirectPolicy.lock();
-    if (!policy) return proposed;
+    // Its owner is gone, and with it the list of hosts that may be followed.
+    if (!policy) return std::nullopt;
     return policy->willPerformHTTPRedirection(taskIdentifier, current, response, std::move(proposed));
   };
 }

@@ -24,7 +24,8 @@ std::string percentDecode(std::string_view text) {
     decoded += isEscape ? static_cast<char>(high * 16 + low) : '%';
     text.remove_prefix(escape + (isEscape ? 3 : 1));
   }
-  return decoded.append(text);
+  decoded.append(text);
+  return decoded;
 }
 
 std::string percentEncode(std::string_view text, const bool (&allowed)[256]) {

@@ -96,7 +96,8 @@ class BinaryWriter {
 
   void writeText(std::string_view text) {
     beginObject();
-    const bool isAscii = std::all_of(text.begin(), text.end(), [](char c) { return c > 0; });
+    const bool isAscii =
+        std::all_of(text.begin(), text.end(), [](char c) { return c != '\0' && static_cast<unsigned char>(c) < 0x80; });
     if (!isAscii) return writeUtf16(utf16(text));
     appendHead(Marker::asciiText, text.size());
     append(text);
