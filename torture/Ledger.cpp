@@ -58,6 +58,11 @@ std::int64_t Ledger::underWay() const {
   return static_cast<std::int64_t>(events_.size()) - completed_;
 }
 
+std::int64_t Ledger::completed() const {
+  const MutexLock lock(mutex_);
+  return completed_;
+}
+
 void Ledger::judge(Report& report) const {
   const MutexLock lock(mutex_);
   std::size_t lost = 0, unanswered = 0;

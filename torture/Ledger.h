@@ -25,6 +25,7 @@ class Ledger {
   void didReceive(const Dictionary& request);
   /// Events whose completion was not called yet.
   [[nodiscard]] std::int64_t underWay() const;
+  [[nodiscard]] std::int64_t completed() const;
   /// Fails for everything that is missing, or came twice.
   void judge(Report& report) const;
   [[nodiscard]] std::string summary() const;

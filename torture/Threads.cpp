@@ -64,7 +64,8 @@ class ThreadsRun {
   void changeDelegates(Caller& caller);
   void changeObservers(Caller& caller);
   void stopAndGoOn(Caller& caller);
-  [[nodiscard]] bool isBehind() const;
+  /// Whether another request keeps step with the events, which wait in the same buffer.
+  [[nodiscard]] bool mayAdd();
   void waitForSerialQueue();
 
   const Options& options_;
@@ -78,6 +79,7 @@ class ThreadsRun {
   std::unique_ptr<quorrel::QuorrelCore> agent_;
   std::atomic<std::int64_t> calls_{0};
   std::atomic<std::int64_t> heard_{0};
+  std::atomic<std::int64_t> added_{0};
   std::atomic<int> preparations_{0};
 };
 
@@ -158,13 +160,15 @@ void ThreadsRun::logEvents(Caller& caller) {
   }
 }
 
-bool ThreadsRun::isBehind() const {
-  constexpr std::size_t mostPending = 200;
-  return sdk_->parts().buffer->currentElements().size() > mostPending;
+bool ThreadsRun::mayAdd() {
+  constexpr std::int64_t mostAhead = 50;
+  if (added_ >= ledger_.completed() + mostAhead) return false;
+  ++added_;
+  return true;
 }
 
 void ThreadsRun::openLinks(Caller& caller) {
-  if (isBehind()) return;
+  if (!mayAdd()) return;
   const std::string link = everyLink[caller.random() % std::size(everyLink)];
   switch (caller.random() % 5) {
     case 0:
@@ -201,7 +205,7 @@ void ThreadsRun::notify(Caller& caller) {
       break;
     default:
       center.post({application::didBecomeActive, std::nullopt});
-      if (!isBehind()) sdk_->startWithCompletionHandler([this](const auto&, const auto&) { ++heard_; });
+      if (mayAdd()) sdk_->startWithCompletionHandler([this](const auto&, const auto&) { ++heard_; });
   }
 }
 

@@ -50,6 +50,17 @@ TEST_F(EventDispatchTest, RefusesWithoutADeveloperKeyAndWhileStopped) {
   EXPECT_TRUE(storage().stringForKey("TrovixInstallTimestamp"));
 }
 
+TEST_F(EventDispatchTest, SendsALaunchThatStandsBehindAnEvent) {
+  sdk->setIsStopped(true);
+  start();
+  sdk->setIsStopped(false);
+  sdk->logEvent("bought");
+  device->advance(6);
+  EXPECT_THAT(device->network.requests, IsEmpty());
+  start();
+  EXPECT_THAT(names(), testing::IsSupersetOf({"inapps", "launches"}));
+}
+
 TEST_F(EventDispatchTest, SendsEventsBehindTheLaunchAfterTheDelay) {
   sdk->logEvent("early");
   device->advance(0.5);
