@@ -93,7 +93,7 @@ bool DelayedTasks::hurry() {
   return any;
 }
 
-void DelayedTasks::hand(Entries due) {
+void DelayedTasks::hand(Entries&& due) {
   for (auto& [key, entry] : due) {
     entry.queue->post(std::move(entry.task));
     if (entry.kind == Kind::oneShot) hub_->endWait();

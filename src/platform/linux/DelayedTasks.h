@@ -47,7 +47,7 @@ class DelayedTasks : public WorkerPool::Job, public std::enable_shared_from_this
   };
   using Entries = std::map<Key, Entry>;
 
-  void hand(Entries due);
+  void hand(Entries&& due);
 
   const std::shared_ptr<QueueHub> hub_;
   const std::shared_ptr<WorkerPool> pool_;

@@ -37,9 +37,8 @@ int visitObject(dl_phdr_info* object, std::size_t, void* context) {
     const auto& segment = object->dlpi_phdr[i];
     constexpr auto readableCode = PF_X | PF_R;
     if (segment.p_type != PT_LOAD || (segment.p_flags & readableCode) != readableCode) continue;
-    // The loader tells addresses as numbers.
-    const auto* begin = reinterpret_cast<const std::uint8_t*>(object->dlpi_addr +
-                                                              segment.p_vaddr);  // NOLINT(performance-no-int-to-ptr)
+    // The loader tells addresses as numbers. NOLINTNEXTLINE(performance-no-int-to-ptr)
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(object->dlpi_addr + segment.p_vaddr);
     const auto digest = sha256(Bytes(begin, segment.p_memsz));
     search.digests.insert(search.digests.end(), digest.begin(), digest.end());
   }

@@ -161,6 +161,8 @@ std::atomic<LinuxPlatform::KeptServices*> LinuxPlatform::keptServices{nullptr};
 LinuxPlatform::~LinuxPlatform() {
   // A thread that did not end in time, or that only the parent of a fork has, may still hold what it uses.
   if (services_->end(exitLimit)) return;
+  // Without memory for it the process cannot go on: a thread would use what is gone.
+  // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
   auto* const kept = new KeptServices{std::move(services_), keptServices.load()};
   while (!keptServices.compare_exchange_weak(kept->next, kept)) {
   }
