@@ -54,7 +54,7 @@ std::shared_ptr<const Value> SqliteUserDefaults::object(std::string_view key) co
 void SqliteUserDefaults::set(std::string_view key, Value value) {
   std::vector<Change> changes;
   changes.push_back({std::string(key), shared(std::move(value))});
-  write(std::move(changes));
+  write(changes);
 }
 
 void SqliteUserDefaults::remove(std::string_view key) { set(key, Value(nullptr)); }
@@ -63,7 +63,7 @@ void SqliteUserDefaults::setAll(const std::vector<std::pair<std::string, std::op
   std::vector<Change> changes;
   changes.reserve(values.size());
   for (const auto& [key, value] : values) changes.push_back({key, value ? shared(*value) : nullptr});
-  if (!changes.empty()) write(std::move(changes));
+  if (!changes.empty()) write(changes);
 }
 
 void SqliteUserDefaults::refresh() {
@@ -81,7 +81,7 @@ void SqliteUserDefaults::refresh() {
   if (load() == SqliteOutcome::corrupt) startAfresh();
 }
 
-void SqliteUserDefaults::write(std::vector<Change> changes) {
+void SqliteUserDefaults::write(const std::vector<Change>& changes) {
   if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
   applyToImage(changes);

@@ -51,7 +51,7 @@ class SqliteUserDefaults : public UserDefaults {
   };
 
   [[nodiscard]] bool isOwnProcess() const noexcept { return generation_ == forkGeneration(); }
-  void write(std::vector<Change> changes) TX_EXCLUDES(fileMutex_);
+  void write(const std::vector<Change>& changes) TX_EXCLUDES(fileMutex_);
   void applyToImage(const std::vector<Change>& changes) TX_EXCLUDES(imageMutex_);
   void applyToFile(const std::vector<Change>& changes) TX_REQUIRES(fileMutex_);
   SqliteOutcome writeTransaction(const std::vector<Change>& changes) TX_REQUIRES(fileMutex_);

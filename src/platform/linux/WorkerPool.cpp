@@ -37,12 +37,12 @@ WorkerPool::WorkerPool(const char* name, Kind kind) : name_(name), kind_(kind), 
 
 WorkerPool::~WorkerPool() = default;
 
-void WorkerPool::post(std::shared_ptr<Job> job) {
+void WorkerPool::post(const std::shared_ptr<Job>& job) {
   bool isTaken = false;
   {
     const MutexLock lock(mutex_);
     isTaken = !stopped_;
-    if (isTaken) jobs_.push_back(std::move(job));
+    if (isTaken) jobs_.push_back(job);
   }
   if (!isTaken) return job->drop();
   boost::asio::post(context_->io, [this] { runNext(); });

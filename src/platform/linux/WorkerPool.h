@@ -37,7 +37,7 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   ~WorkerPool();
 
   /// A job that the pool stops before is dropped, outside locks, on the thread that posts or stops.
-  void post(std::shared_ptr<Job> job);
+  void post(const std::shared_ptr<Job>& job);
   /// Runs the job at that time, in place of an earlier alarm. The caller keeps other calls of this out meanwhile.
   void setAlarm(std::chrono::steady_clock::time_point when, std::weak_ptr<Job> job);
   /// Runs the job whenever the descriptor, of which the pool keeps a duplicate, is readable. Once per pool.
