@@ -125,7 +125,7 @@ void Session::setPrintingDelegate(const std::optional<std::string>& kind) {
   sdk().setDelegate(delegate_);
 }
 
-std::shared_ptr<TrovixLibDelegate> Session::makePrintingDelegate(std::shared_ptr<TrovixLibDelegate> next) {
+std::shared_ptr<TrovixLibDelegate> Session::makePrintingDelegate(const std::shared_ptr<TrovixLibDelegate>& next) {
   auto delegate = std::make_shared<TrovixLibDelegate>();
   if (next) delegate->className = next->className;
   delegate->onConversionDataSuccess = [&output = output_, next](const Dictionary& data) {

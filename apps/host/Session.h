@@ -92,7 +92,7 @@ class Session {
   [[nodiscard]] Output& output() { return output_; }
 
  private:
-  [[nodiscard]] std::shared_ptr<TrovixLibDelegate> makePrintingDelegate(std::shared_ptr<TrovixLibDelegate> next);
+  [[nodiscard]] std::shared_ptr<TrovixLibDelegate> makePrintingDelegate(const std::shared_ptr<TrovixLibDelegate>& next);
   void startStandIn();
   void timeOut(const std::string& what);
 
