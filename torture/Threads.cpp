@@ -1,7 +1,6 @@
 #include <fmt/core.h>
 
 #include <atomic>
-#include <filesystem>
 #include <future>
 #include <random>
 #include <thread>
@@ -25,7 +24,6 @@ using ThreadsClock = std::chrono::steady_clock;
 
 constexpr int callers = 8;
 constexpr std::int64_t mostUnderWay = 150;
-constexpr int mostPreparations = 3;
 constexpr auto restLimit = 180s;
 
 constexpr const char* everyLink[] = {
@@ -92,7 +90,6 @@ ThreadsRun::ThreadsRun(const Options& options, Report& report)
                .keptRequests = 0}) {}
 
 bool ThreadsRun::start() {
-  std::filesystem::create_directories(options_.directory + "/tls");
   if (!report_.expect(static_cast<bool>(server_.start()), "threads: the stand-in does not start")) return false;
   platform_ = std::make_unique<platform::LinuxPlatform>(platformOptionsOf(
       {{"data", options_.directory + "/data"}, {"server", server_.address()}, {"authority", server_.caFile()}}));
@@ -162,9 +159,7 @@ void ThreadsRun::logEvents(Caller& caller) {
 
 bool ThreadsRun::mayAdd() {
   constexpr std::int64_t mostAhead = 50;
-  if (added_ >= ledger_.completed() + mostAhead) return false;
-  ++added_;
-  return true;
+  return added_ < ledger_.completed() + mostAhead && ++added_ > 0;
 }
 
 void ThreadsRun::openLinks(Caller& caller) {
@@ -198,7 +193,8 @@ void ThreadsRun::notify(Caller& caller) {
       center.post({application::didFinishLaunching, std::nullopt});
       break;
     case 1:
-      center.post({application::didFinishLaunching, Dictionary{{application::launchURLKey, everyLink[1]}}});
+      if (mayAdd())
+        center.post({application::didFinishLaunching, Dictionary{{application::launchURLKey, everyLink[1]}}});
       break;
     case 2:
       center.post({application::didEnterBackground, std::nullopt});
@@ -245,7 +241,7 @@ void ThreadsRun::changeObservers(Caller& caller) {
   caller.registration = services_->notificationCenter.addObserver(platform::application::didBecomeActive,
                                                                   [this](const platform::Notification&) { ++heard_; });
   // The observer of each preparation stays, and starts the SDK whenever the application becomes active.
-  if (caller.random() % 50 == 0 && preparations_++ < mostPreparations) {
+  if (caller.random() % 50 == 0 && preparations_++ < 3) {
     agent_->prepareWithConfigs({std::make_shared<quorrel::QuorrelTrovixConfig>(livesDeveloperKey, "1234567890")});
   }
 }

@@ -2,7 +2,8 @@
 #include "common/Encoding.h"
 #include "common/TrovixAES128Crypto.h"
 #include "platform/Crypto.h"
-#include "support/LogCapture.h"
+#include "support/SimulatedFacts.h"
+#include "support/Testing.h"
 
 namespace trovix::test {
 namespace {
@@ -33,11 +34,8 @@ TEST(EncodingTest, Escapes) {
 }
 
 TEST(EncodingTest, JsonFailuresAreTheDocumentedOnes) {
-  SimulatedDevice device;
-  const LogCapture log(device);
   EXPECT_EQ(txsdk_stringify({{"a", Array{1, "é"}}}), "{\"a\":[1,\"é\"]}");
   EXPECT_EQ(txsdk_stringify({{"a", Date{0}}}), "");
-  EXPECT_THAT(log.lines(), ElementsAre(StartsWith("[ERROR] Trovix: Error serializing JSON for stringify")));
 
   const auto bytes = [](std::string_view text) { return Data(text.begin(), text.end()); };
   EXPECT_EQ(*txsdk_json(bytes("{\"a\":1}")), Value(Dictionary{{"a", 1}}));
@@ -57,7 +55,6 @@ TEST(DatesTest, FixedFormats) {
   const double moment = 1614864612;
   EXPECT_EQ(TXSDKDateString(moment, at(7200)), "2021-03-04_153012+0200");
   EXPECT_EQ(TXSDKDateString(moment, at(-12600)), "2021-03-04_100012-0330");
-  EXPECT_EQ(TXSDKDateString(moment, at(0)), "2021-03-04_133012+0000");
   EXPECT_EQ(TXSDKDateStringRD(moment, at(45900)), "2021-03-05 02:15:12");
   EXPECT_EQ(TXSDKDateStringSig(moment), "2021-03-04T13:30:12.000");
   EXPECT_EQ(TXSDKDateStringSig(1795383000.125), "2026-11-22T21:30:00.125");

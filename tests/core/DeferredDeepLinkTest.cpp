@@ -51,18 +51,11 @@ TEST_F(DeferredDeepLinkTest, LeavesOutWhatIsDisabled) {
   sdk->setSharingFilter({{"partner"}});
   sdk->setDisableAdvertisingIdentifier(true);
   setDelegate();
-  Dictionary body = asked().at(0).json();
+  const Dictionary body = asked().at(0).json();
   EXPECT_EQ(*body.string("lang"), "en");
   EXPECT_FALSE(body.contains("idfa"));
   EXPECT_EQ(*body.dictionary("idfv"), (Dictionary{{"value", ""}, {"type", "unhashed"}}));
   EXPECT_EQ(*body.array("sharing_filter"), Array{"partner"});
-
-  reinstall();
-  sdk->setDisableIDFVCollection(true);
-  setDelegate();
-  body = asked().at(0).json();
-  EXPECT_TRUE(body.contains("idfa"));
-  EXPECT_FALSE(body.contains("idfv"));
 }
 
 TEST_F(DeferredDeepLinkTest, TellsTheOutcomeWhateverItIs) {

@@ -166,11 +166,6 @@ TEST_F(LinkGenerationTest, PromotesAnotherApplication) {
   device.runUntilIdle();
   const auto sent = device.network.requestsTo("https://impression.trovix.example/id42?pid=tx_cross_promotion&");
   EXPECT_THAT(sent, SizeIs(1));
-
-  sdk.setIsStopped(true);
-  TrovixCrossPromotionHelper::logCrossPromoteImpression("42", std::nullopt, std::nullopt);
-  device.runUntilIdle();
-  EXPECT_THAT(device.network.requestsTo("impression"), SizeIs(1));
 }
 
 }  // namespace trovix::test

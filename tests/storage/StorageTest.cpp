@@ -83,8 +83,6 @@ TEST_F(StorageTest, GroupStoreWritesTwiceAndReadsTheGroup) {
   EXPECT_EQ(standard().integer(storageKey::launchCounter), 6);
   group().remove(storageKey::launchCounter);
   EXPECT_EQ(storage->launchCnt(), 0);
-  EXPECT_EQ(standard().integer(storageKey::launchCounter), 6);
-
   storage->removeKey(storageKey::launchCounter);
   EXPECT_FALSE(standard().object(storageKey::launchCounter));
 
