@@ -89,7 +89,7 @@ std::optional<std::string> openBody(std::string_view message, const BodyKey& key
       EVP_DecryptUpdate(cipher.get(), out, &written, bytesOf(message), static_cast<int>(sealed)) != 1 ||
       EVP_DecryptFinal_ex(cipher.get(), out + written, &rest) != 1)
     return std::nullopt;
-  plain.resize(static_cast<std::size_t>(written + rest));
+  plain.resize(static_cast<std::size_t>(written) + static_cast<std::size_t>(rest));
   return plain;
 }
 
