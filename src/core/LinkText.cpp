@@ -1,6 +1,8 @@
 #include "core/LinkText.h"
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 
 #include "platform/Regex.h"
 
@@ -10,33 +12,44 @@ namespace {
 constexpr std::string_view kIntroduction = "access_token=";
 
 std::string without(std::string_view text, std::string_view removed) {
+  const std::boyer_moore_horspool_searcher searcher(removed.begin(), removed.end());
   std::string result;
   result.reserve(text.size());
-  for (std::size_t position; (position = text.find(removed)) != std::string_view::npos;) {
-    result.append(text.substr(0, position));
-    text.remove_prefix(position + removed.size());
+  const char* rest = text.data();
+  const char* const end = rest + text.size();
+  for (const char* found = rest; (found = std::search(rest, end, searcher)) != end;) {
+    result.append(rest, found);
+    rest = found + removed.size();
   }
-  result.append(text);
+  result.append(rest, end);
   return result;
+}
+
+/// Where the text behind the last introduction in the line begins.
+std::optional<std::size_t> tokenOf(std::string_view line) {
+  const std::boyer_moore_horspool_searcher searcher(kIntroduction.rbegin(), kIntroduction.rend());
+  const auto found = std::search(line.rbegin(), line.rend(), searcher);
+  if (found == line.rend()) return std::nullopt;
+  return static_cast<std::size_t>(found.base() - line.begin());
 }
 
 }  // namespace
 
 std::string linkWithoutAccessTokens(std::string link) {
   // Never destroyed: links may still be told about while the process ends.
-  static const platform::Regex& pattern = *new platform::Regex(R"(fb\d*?://authorize.*access_token=([^&]*))");
+  static const platform::Regex& pattern = *new platform::Regex(R"(fb\d*?://authorize)");
   std::string stripped;
   std::size_t kept = 0;
-  // Where no introduction follows, nothing matches any more.
-  while (link.find(kIntroduction, kept) != std::string::npos) {
-    const auto match = pattern.find(link, kept);
-    if (!match) break;
-    // What stands before the token is one line, as long as may be; the token ends the match.
-    const std::string_view line = match->substr(0, match->find('\n'));
-    const std::string_view token = match->substr(line.rfind(kIntroduction) + kIntroduction.size());
-    const auto begin = static_cast<std::size_t>(token.data() - link.data());
-    stripped.append(link, kept, begin - kept);
-    kept = begin + token.size();
+  std::size_t from = 0;
+  while (const auto match = pattern.find(link, from)) {
+    // The token follows the last introduction in the line, and may go on in the next.
+    const auto authorized = static_cast<std::size_t>(match->data() + match->size() - link.data());
+    const std::size_t lineEnd = std::min(link.find('\n', authorized), link.size());
+    const auto token = tokenOf(std::string_view(link).substr(authorized, lineEnd - authorized));
+    from = lineEnd;
+    if (!token) continue;
+    stripped.append(link, kept, authorized + *token - kept);
+    kept = from = std::min(link.find('&', authorized + *token), link.size());
   }
   link.erase(0, kept).insert(0, stripped);
   for (const char* introduction : {"access_token=&", "&access_token=", "access_token="}) {
