@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "Rig.h"
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "common/Version.h"
 #include "network/TXSDKEvent.h"
 
@@ -26,11 +26,6 @@ constexpr int kBurst = 3'000;
 constexpr int kRounds = 5;
 constexpr const char* kEventKind = "InApps";
 constexpr std::chrono::minutes kPatience{3};
-
-[[noreturn]] void fail(const char* what) {
-  std::fprintf(stderr, "bench_pipeline: %s\n", what);
-  std::exit(1);
-}
 
 /// Bytes of this process that are in memory.
 std::int64_t residentBytes() {
@@ -98,8 +93,6 @@ Post lastPost(const collector::Collector& server) {
   return {*request.string("url"), *request.string("host"), event.encryptWithData(event.data())};
 }
 
-std::size_t discard(char*, std::size_t size, std::size_t count, void*) { return size * count; }
-
 double barePostsPerSecond(collector::Collector& server, Arrivals& arrivals, const Post& post) {
   server.clearRequests();
   arrivals.reset();
@@ -125,6 +118,42 @@ double barePostsPerSecond(collector::Collector& server, Arrivals& arrivals, cons
   return (kBurst - 1) / arrivals.seconds();
 }
 
+void show(const char* name, std::int64_t bytes) {
+  std::printf("%s %lld\n", name, static_cast<long long>(bytes / 1024));
+}
+
+void measureMemory(Rig& rig, const collector::Collector& server) {
+  const auto residentAfter = [&](int events) {
+    await(server, static_cast<std::size_t>(events));
+    rig.waitUntilIdle();
+    return residentBytes();
+  };
+  show("resident_start_kib", residentBytes());
+  logPaced(rig, kMemoryEvents / 10);
+  show("resident_1000_kib", residentAfter(kMemoryEvents / 10));
+  logPaced(rig, kMemoryEvents - kMemoryEvents / 10);
+  show("resident_10000_kib", residentAfter(kMemoryEvents));
+  // The rest as fast as the wire takes it.
+  for (int sent = kMemoryEvents; sent < kManyEvents; sent += kStep) {
+    if (sent == kManyEvents / 2) show("resident_50000_kib", residentAfter(sent));
+    for (int i = 0; i < kStep; ++i) rig.sdk().logEvent("purchase", Dictionary{{"price", 100}});
+    await(server, static_cast<std::size_t>(sent + kStep));
+  }
+  show("resident_100000_kib", residentAfter(kManyEvents));
+}
+
+// In turn, so that what else the machine does falls on both.
+void measureRate(Rig& rig, collector::Collector& server, Arrivals& arrivals) {
+  Post post;
+  for (int round = 0; round < kRounds; ++round) {
+    const double pipeline = eventsPerSecond(rig, server, arrivals);
+    post = lastPost(server);
+    const double bare = barePostsPerSecond(server, arrivals, post);
+    std::printf("round %.0f beside %.0f\n", pipeline, bare);
+  }
+  std::printf("body_bytes %zu\n", post.body.size());
+}
+
 void run() {
   Arrivals arrivals;
   collector::Collector::Options options;
@@ -140,39 +169,9 @@ void run() {
   rig.sdk().start();
   if (!server.waitForRequests("*", 1, kPatience)) fail("no launch came in");
   rig.waitUntilIdle();
-
-  const std::int64_t atStart = residentBytes();
-  logPaced(rig, kMemoryEvents / 10);
-  await(server, kMemoryEvents / 10);
-  rig.waitUntilIdle();
-  const std::int64_t early = residentBytes();
-  logPaced(rig, kMemoryEvents - kMemoryEvents / 10);
-  await(server, kMemoryEvents);
-  rig.waitUntilIdle();
-  const std::int64_t late = residentBytes();
-  // The rest as fast as the wire takes it.
-  for (int sent = kMemoryEvents; sent < kManyEvents; sent += kStep) {
-    for (int i = 0; i < kStep; ++i) rig.sdk().logEvent("purchase", Dictionary{{"price", 100}});
-    await(server, static_cast<std::size_t>(sent + kStep));
-  }
-  rig.waitUntilIdle();
-  const std::int64_t latest = residentBytes();
-
-  // In turn, so that what else the machine does falls on both.
-  Post post;
-  for (int round = 0; round < kRounds; ++round) {
-    const double pipeline = eventsPerSecond(rig, server, arrivals);
-    post = lastPost(server);
-    const double bare = barePostsPerSecond(server, arrivals, post);
-    std::printf("round %.0f beside %.0f\n", pipeline, bare);
-  }
+  measureMemory(rig, server);
+  measureRate(rig, server, arrivals);
   rig.platform().shutDown();
-
-  std::printf("body_bytes %zu\n", post.body.size());
-  std::printf("resident_start_kib %lld\n", static_cast<long long>(atStart / 1024));
-  std::printf("resident_1000_kib %lld\n", static_cast<long long>(early / 1024));
-  std::printf("resident_10000_kib %lld\n", static_cast<long long>(late / 1024));
-  std::printf("resident_100000_kib %lld\n", static_cast<long long>(latest / 1024));
 }
 
 }  // namespace

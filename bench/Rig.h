@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <future>
@@ -17,6 +20,14 @@
 namespace trovix::bench {
 
 inline constexpr const char* devKey = "bench-developer-key-1";
+
+[[noreturn]] inline void fail(const char* what) {
+  std::fprintf(stderr, "%s: %s\n", program_invocation_short_name, what);
+  std::exit(1);
+}
+
+/// Takes what libcurl received and forgets it.
+inline std::size_t discard(char*, std::size_t size, std::size_t count, void*) { return size * count; }
 
 /// A directory that goes with the object.
 class TemporaryDirectory {

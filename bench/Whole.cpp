@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "Rig.h"
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "common/Version.h"
 #include "network/TXSDKEvent.h"
 
@@ -27,11 +27,6 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr int kRounds = 9;
 constexpr int kCachedEvents = 46;
 constexpr std::chrono::minutes kPatience{3};
-
-[[noreturn]] void fail(const char* what) {
-  std::fprintf(stderr, "bench_whole: %s\n", what);
-  std::exit(1);
-}
 
 double microsecondsSince(SteadyClock::time_point begin) {
   return std::chrono::duration<double, std::micro>(SteadyClock::now() - begin).count();
@@ -58,8 +53,6 @@ double launchToDelivered(collector::Collector& server) {
   rig.platform().shutDown();
   return elapsed;
 }
-
-std::size_t discard(char*, std::size_t size, std::size_t count, void*) { return size * count; }
 
 /// One request over a connection of its own, by libcurl alone.
 double barePost(const collector::Collector& server) {

@@ -1,10 +1,13 @@
-# What `cmake --install` lays down: headers, both libraries in both kinds, and the ways to find them.
+# What `cmake --install` lays down: headers, both libraries in both kinds, the ways to find them, and the programs.
 include(CMakePackageConfigHelpers)
 
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 install(TARGETS trovix_shared trovix_static quorrel_shared quorrel_static EXPORT QuorrelTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(QUORREL_BUILD_APPS)
+  install(TARGETS trovix_host_program trovix_collector RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
 install(EXPORT QuorrelTargets NAMESPACE Quorrel:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Quorrel)
 
 configure_package_config_file(cmake/QuorrelConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/QuorrelConfig.cmake

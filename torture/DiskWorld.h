@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "torture/Damages.h"
 #include "torture/Torture.h"
 

@@ -12,7 +12,7 @@
 #include <memory>
 #include <thread>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "torture/Lives.h"
 #include "torture/Torture.h"
 

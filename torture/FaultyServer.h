@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "torture/FaultEndpoints.h"
 #include "torture/FaultTable.h"
 

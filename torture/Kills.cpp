@@ -6,7 +6,7 @@
 #include <random>
 #include <thread>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "torture/Evidence.h"
 #include "torture/HostProcess.h"
 #include "torture/Torture.h"

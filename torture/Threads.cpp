@@ -5,7 +5,7 @@
 #include <random>
 #include <thread>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "core/TrovixLibParts.h"
 #include "quorrel/QuorrelCore.h"
 #include "torture/Ledger.h"
@@ -14,7 +14,7 @@
 #include "trovix/TrovixLib.h"
 #include "trovix/TrovixShareInviteHelper.h"
 #include "trovix/platform/NotificationCenter.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix::torture {
 namespace {

@@ -4,8 +4,8 @@
 #include <array>
 #include <cmath>
 
-#include "apps/collector/Collector.h"
-#include "apps/collector/Scenario.h"
+#include "collector/CollectorError.h"
+#include "collector/Scenario.h"
 #include "platform/Json.h"
 
 namespace trovix::collector {
@@ -14,8 +14,7 @@ namespace {
 Error wrong(std::string_view field, std::string_view what) {
   std::string message = "\"";
   message.append(field).append("\" ").append(what);
-  return Error(collectorErrorDomain, collectorScenarioCode,
-               Dictionary{{Error::localizedDescriptionKey, std::move(message)}});
+  return collectorError(std::move(message), collectorScenarioCode);
 }
 
 // Sizes, counts and seconds all have to be real and not negative.

@@ -1,4 +1,4 @@
-#include "apps/collector/Authority.h"
+#include "collector/Authority.h"
 
 #include <fcntl.h>
 #include <openssl/ssl.h>
@@ -9,15 +9,11 @@
 #include <filesystem>
 #include <unordered_map>
 
-#include "apps/collector/Certificates.h"
-#include "apps/collector/Collector.h"
+#include "collector/Certificates.h"
+#include "collector/CollectorError.h"
 
 namespace trovix::collector {
 namespace {
-
-Error failed(const std::string& what) {
-  return Error(collectorErrorDomain, 0, Dictionary{{Error::localizedDescriptionKey, what}});
-}
 
 // Held while a directory's authority is read or made.
 class DirectoryLock {
@@ -89,7 +85,7 @@ Authority::~Authority() = default;
 Result<std::unique_ptr<Authority>> Authority::open(const std::string& directory) {
   std::error_code error;
   std::filesystem::create_directories(directory, error);
-  if (error) return failed("cannot make the directory " + directory + ": " + error.message());
+  if (error) return collectorError("cannot make the directory " + directory + ": " + error.message());
   const std::string caFile = directory + "/ca.pem";
   const std::string keyFile = directory + "/ca-key.pem";
   auto keys = std::make_unique<Keys>();
@@ -99,12 +95,12 @@ Result<std::unique_ptr<Authority>> Authority::open(const std::string& directory)
     if (!keys->issuer) {
       keys->issuer = makeIssuer();
       if (!keys->issuer || !writeIssuer(keys->issuer, caFile, keyFile))
-        return failed("cannot keep a certificate authority in " + directory);
+        return collectorError("cannot keep a certificate authority in " + directory);
     }
   }
   keys->stranger = makeIssuer();
   keys->leafKey = makeKey();
-  if (!keys->stranger || keys->leafKey == nullptr) return failed("cannot make keys");
+  if (!keys->stranger || keys->leafKey == nullptr) return collectorError("cannot make keys");
   return std::unique_ptr<Authority>(new Authority(caFile, std::move(keys)));
 }
 

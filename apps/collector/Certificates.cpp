@@ -1,4 +1,4 @@
-#include "apps/collector/Certificates.h"
+#include "collector/Certificates.h"
 
 #include <fcntl.h>
 #include <openssl/bn.h>

@@ -1,4 +1,4 @@
-#include "apps/collector/Checks.h"
+#include "collector/Checks.h"
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>

@@ -1,4 +1,4 @@
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 
 #include <condition_variable>
 #include <cstdlib>
@@ -6,19 +6,15 @@
 #include <filesystem>
 #include <map>
 
-#include "apps/collector/Authority.h"
-#include "apps/collector/HealthyAnswers.h"
-#include "apps/collector/HttpServer.h"
-#include "apps/collector/Inspector.h"
-#include "apps/collector/Scenario.h"
+#include "collector/Authority.h"
+#include "collector/HealthyAnswers.h"
+#include "collector/HttpServer.h"
+#include "collector/Inspector.h"
+#include "collector/Scenario.h"
 #include "platform/Mutex.h"
 
 namespace trovix::collector {
 namespace {
-
-Error failed(const char* what, std::int64_t code) {
-  return Error(collectorErrorDomain, code, Dictionary{{Error::localizedDescriptionKey, what}});
-}
 
 // A directory of its own, gone at the end.
 class TemporaryDirectory {
@@ -94,7 +90,7 @@ Status Collector::State::prepare() {
   if (!scenarioRead_) {
     for (const auto& [key, answers] : options_.scenario) {
       if (answers.array() == nullptr)
-        return failed("scenario: every key holds a list of answers", collectorScenarioCode);
+        return collectorError("scenario: every key holds a list of answers", collectorScenarioCode);
       if (auto set = setScenario(key, *answers.array()); !set) return set;
     }
     scenarioRead_ = true;
@@ -102,7 +98,7 @@ Status Collector::State::prepare() {
   if (options_.plain || authority_ != nullptr) return success();
   std::string directory = options_.tlsDirectory;
   if (directory.empty()) directory = ownDirectory_.emplace().path();
-  if (directory.empty()) return failed("cannot make a temporary directory", 0);
+  if (directory.empty()) return collectorError("cannot make a temporary directory");
   auto authority = Authority::open(directory);
   if (!authority) return authority.error();
   authority_ = std::move(authority).value();

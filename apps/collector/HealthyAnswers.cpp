@@ -1,4 +1,4 @@
-#include "apps/collector/HealthyAnswers.h"
+#include "collector/HealthyAnswers.h"
 
 #include <array>
 #include <utility>

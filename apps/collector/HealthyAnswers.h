@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "apps/collector/Kinds.h"
-#include "apps/collector/Request.h"
+#include "collector/Kinds.h"
+#include "collector/Request.h"
 #include "trovix/Value.h"
 
 namespace trovix::collector {

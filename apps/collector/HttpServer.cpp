@@ -1,4 +1,4 @@
-#include "apps/collector/HttpServer.h"
+#include "collector/HttpServer.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -17,8 +17,8 @@
 #include <set>
 #include <thread>
 
-#include "apps/collector/Collector.h"
-#include "apps/collector/Response.h"
+#include "collector/CollectorError.h"
+#include "collector/Response.h"
 
 namespace trovix::collector {
 namespace {
@@ -173,8 +173,7 @@ class Session final : public Connection {
 };
 
 Error cannotListen(const std::string& listen, const std::string& why) {
-  return Error(collectorErrorDomain, 0,
-               Dictionary{{Error::localizedDescriptionKey, "cannot listen on " + listen + ": " + why}});
+  return collectorError("cannot listen on " + listen + ": " + why);
 }
 
 std::optional<tcp::endpoint> endpointOf(std::string_view listen) {

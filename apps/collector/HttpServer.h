@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "apps/collector/Request.h"
-#include "apps/collector/TlsContext.h"
+#include "collector/Request.h"
+#include "collector/TlsContext.h"
 #include "trovix/Error.h"
 
 namespace trovix::collector {

@@ -1,4 +1,4 @@
-#include "apps/collector/Inspector.h"
+#include "collector/Inspector.h"
 
 #include "platform/Json.h"
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "apps/collector/Checks.h"
-#include "apps/collector/Kinds.h"
-#include "apps/collector/Request.h"
+#include "collector/Checks.h"
+#include "collector/Kinds.h"
+#include "collector/Request.h"
 #include "trovix/Value.h"
 
 namespace trovix::collector {

@@ -1,4 +1,4 @@
-#include "apps/collector/Kinds.h"
+#include "collector/Kinds.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "apps/collector/Request.h"
+#include "collector/Request.h"
 
 #include <algorithm>
 

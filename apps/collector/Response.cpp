@@ -1,4 +1,4 @@
-#include "apps/collector/Response.h"
+#include "collector/Response.h"
 
 #include <algorithm>
 

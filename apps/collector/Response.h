@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "apps/collector/Request.h"
+#include "collector/Request.h"
 
 namespace trovix::collector {
 

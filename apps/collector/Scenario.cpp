@@ -1,19 +1,16 @@
-#include "apps/collector/Scenario.h"
+#include "collector/Scenario.h"
 
 #include <algorithm>
 
-#include "apps/collector/Collector.h"
-#include "apps/collector/Kinds.h"
+#include "collector/CollectorError.h"
+#include "collector/Kinds.h"
 
 namespace trovix::collector {
 namespace {
 
 constexpr std::string_view hostKey = "host:";
 
-Error refused(std::string message) {
-  return Error(collectorErrorDomain, collectorScenarioCode,
-               Dictionary{{Error::localizedDescriptionKey, std::move(message)}});
-}
+Error refused(const std::string& message) { return collectorError("scenario: " + message, collectorScenarioCode); }
 
 bool isKey(std::string_view key) {
   return key == "*" || isKind(key) || (key.starts_with(hostKey) && key.size() > hostKey.size());
@@ -22,11 +19,11 @@ bool isKey(std::string_view key) {
 }  // namespace
 
 Status Scenario::set(std::string_view key, const Array& answers) {
-  if (!isKey(key)) return refused("scenario: \"" + std::string(key) + "\" is neither a kind, \"host:NAME\" nor \"*\"");
+  if (!isKey(key)) return refused("\"" + std::string(key) + "\" is neither a kind, \"host:NAME\" nor \"*\"");
   Lists lists;
   for (const Value& value : answers) {
     auto answer = parseAnswer(value);
-    if (!answer) return refused("scenario: " + std::string(key) + ": " + answer.error().localizedDescription());
+    if (!answer) return refused(std::string(key) + ": " + answer.error().localizedDescription());
     auto& list = answer->tls == CertificateFault::none ? lists.requests : lists.handshakes;
     list.push_back(std::move(answer).value());
   }

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/collector/Request.h"
+#include "collector/Request.h"
 #include "trovix/Error.h"
 #include "trovix/Value.h"
 

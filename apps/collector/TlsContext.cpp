@@ -1,4 +1,4 @@
-#include "apps/collector/TlsContext.h"
+#include "collector/TlsContext.h"
 
 #include <openssl/ssl.h>
 

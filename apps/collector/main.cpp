@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "platform/Json.h"
 
 namespace {

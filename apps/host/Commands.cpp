@@ -109,6 +109,12 @@ std::vector<Command> sdkCommands() {
        [](Session& session, const Arguments& arguments) {
          session.sdk().waitForATTUserAuthorizationWithTimeoutInterval(arguments[0]->doubleValue());
        }},
+  };
+}
+
+/// What the device or a companion SDK answers from now on.
+std::vector<Command> deviceCommands() {
+  return {
       {"facebook-class",
        "registers the app-link class and its answer",
        {{Kind::json, false, "JSON"}},
@@ -152,7 +158,7 @@ std::vector<Command> scriptCommands() {
 const std::vector<Command>& commands() {
   static const std::vector<Command> all = [] {
     std::vector<Command> list = lifecycleCommands();
-    for (const auto& more : {sdkCommands(), linkCommands(), revenueCommands(), scriptCommands()})
+    for (const auto& more : {sdkCommands(), deviceCommands(), linkCommands(), revenueCommands(), scriptCommands()})
       list.insert(list.end(), more.begin(), more.end());
     return list;
   }();

@@ -8,7 +8,7 @@
 
 #include "trovix/Error.h"
 #include "trovix/Value.h"
-#include "trovix/platform/Frameworks.h"
+#include "trovix/platform/ClassRegistry.h"
 #include "trovix/platform/Queues.h"
 
 namespace trovix::host {

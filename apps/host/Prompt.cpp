@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "host/Properties.h"
 
@@ -67,6 +68,9 @@ char* nextCompletion(const char* text, int state) {
 // The line editor calls back without a context.
 Session* promptSession = nullptr;
 bool promptIsOver = false;
+bool promptHasLine = false;
+
+constexpr const char* kPrompt = "trovix> ";
 
 void didReadLine(char* line) {
   if (line == nullptr) {
@@ -76,6 +80,7 @@ void didReadLine(char* line) {
   if (*line != '\0') add_history(line);
   runLine(*promptSession, line);
   std::free(line);
+  promptHasLine = true;
 }
 
 }  // namespace
@@ -84,10 +89,12 @@ void runPrompt(Session& session) {
   promptSession = &session;
   rl_completion_entry_function = nextCompletion;
   using_history();
-  rl_callback_handler_install("trovix> ", didReadLine);
+  rl_callback_handler_install(kPrompt, didReadLine);
   while (!promptIsOver) {
     waitForInput(session);
     rl_callback_read_char();
+    // The editor leaves the terminal to its own line mode once it has handed a line over.
+    if (std::exchange(promptHasLine, false)) rl_callback_handler_install(kPrompt, didReadLine);
   }
   rl_callback_handler_remove();
 }

@@ -18,6 +18,7 @@ struct ADJAttribution {
   std::optional<trovix::Dictionary> dictionary;
 };
 
+/// Hears of the vendor's attributions.
 class TROVIX_API AdjustDelegate {
  public:
   virtual ~AdjustDelegate() = default;
@@ -25,6 +26,7 @@ class TROVIX_API AdjustDelegate {
   virtual void adjustAttributionChanged(const std::optional<ADJAttribution>& attribution) = 0;
 };
 
+/// What the vendor's SDK is started with. The delegate is held weakly.
 class TROVIX_API ADJConfig {
  public:
   [[nodiscard]] static ADJConfig configWithAppToken(std::string appToken, std::string environment) {
@@ -48,9 +50,11 @@ class TROVIX_API ADJConfig {
 class TROVIX_API AdjustSDK {
  public:
   virtual ~AdjustSDK() = default;
+  /// Starts the vendor's SDK; called once per configuration that is prepared.
   virtual void appDidLaunch(const ADJConfig& config) = 0;
-  /// Nothing until the vendor has attributed the install.
+  /// Missing until the vendor has attributed the install.
   [[nodiscard]] virtual std::optional<ADJAttribution> attribution() = 0;
+  /// The vendor's identifier of this device.
   [[nodiscard]] virtual std::optional<std::string> adid() = 0;
 };
 

@@ -14,9 +14,11 @@ namespace quorrel {
 class TROVIX_API AttributionModuleBase {
  public:
   virtual ~AttributionModuleBase() = default;
+  /// What the module was made from.
   [[nodiscard]] virtual const QuorrelConfig& config() const = 0;
+  /// Whether the vendor has delivered.
   [[nodiscard]] virtual ModuleStatus status() const = 0;
-  /// JSON text, or nothing before the vendor has delivered.
+  /// JSON text; missing before the vendor has delivered.
   [[nodiscard]] virtual std::optional<std::string> attribution() const = 0;
   /// The vendor's identifier of this device. The first call may write to disk.
   [[nodiscard]] virtual std::optional<std::string> trackerId() const = 0;

@@ -12,9 +12,11 @@ namespace quorrel {
 class TROVIX_API QuorrelConfig {
  public:
   virtual ~QuorrelConfig() = default;
+  /// Whose source it is.
   [[nodiscard]] virtual SourceType sourceType() const = 0;
 };
 
+/// The Adjust source, by its application token.
 class TROVIX_API QuorrelAdjustConfig final : public QuorrelConfig {
  public:
   explicit QuorrelAdjustConfig(std::string token) : token_(std::move(token)) {}
@@ -25,6 +27,7 @@ class TROVIX_API QuorrelAdjustConfig final : public QuorrelConfig {
   std::string token_;
 };
 
+/// The tracking SDK as a source, by its developer key and App Store identifier.
 class TROVIX_API QuorrelTrovixConfig final : public QuorrelConfig {
  public:
   QuorrelTrovixConfig(std::string devKey, std::string appId) : devKey_(std::move(devKey)), appId_(std::move(appId)) {}

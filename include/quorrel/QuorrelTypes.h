@@ -18,7 +18,7 @@ enum class ModuleStatus : std::uint64_t { waiting = 1, delivered = 4 };
 /// A source's attribution has changed.
 struct QRReferralsAttributionChangedInfo {
   SourceType source = SourceType::trovix;
-  /// JSON text; nothing when the attribution has no JSON form.
+  /// JSON text; missing when the attribution has no JSON form.
   std::optional<std::string> attribution;
 };
 
@@ -34,12 +34,14 @@ struct QuorrelTrackerInfo {
   std::string trackerId;
 };
 
-/// Hears of changed attributions. Held weakly. An empty operation is passed over.
+/// Hears of changed attributions. Held weakly. An empty operation is passed over. Must not throw: that ends the
+/// process.
 struct QuorrelObserver {
   /// Called on the thread of the vendor's callback.
   std::function<void(const QRReferralsAttributionChangedInfo& info)> quorrelReferralsAttributionChanged;
 };
 
+/// Names of the sources.
 class TROVIX_API AttributionRetrieveSourceExt {
  public:
   /// "trovix" for the tracking SDK, "adjust" for every other value.

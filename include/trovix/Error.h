@@ -25,7 +25,9 @@ class TROVIX_API Error {
   Error& operator=(Error&&) noexcept;
   ~Error();
 
+  /// Which family of errors the code belongs to.
   [[nodiscard]] const std::string& domain() const noexcept;
+  /// What went wrong, within the domain.
   [[nodiscard]] std::int64_t code() const noexcept;
   /// Without the underlying error, which is not a property-list value.
   [[nodiscard]] const Dictionary& userInfo() const noexcept;
@@ -59,9 +61,10 @@ class [[nodiscard]] Result {
   Result(T value) : state_(std::in_place_index<0>, std::move(value)) {}
   Result(Error error) : state_(std::in_place_index<1>, std::move(error)) {}
 
+  /// Whether there is a value.
   [[nodiscard]] bool ok() const noexcept { return state_.index() == 0; }
   explicit operator bool() const noexcept { return ok(); }
-  // Only while ok().
+  /// The value. Only while ok().
   [[nodiscard]] T& value() & { return std::get<0>(state_); }
   [[nodiscard]] const T& value() const& { return std::get<0>(state_); }
   [[nodiscard]] T&& value() && { return std::get<0>(std::move(state_)); }
@@ -69,7 +72,7 @@ class [[nodiscard]] Result {
   const T& operator*() const& { return value(); }
   T* operator->() { return &value(); }
   const T* operator->() const { return &value(); }
-  // Only while not ok().
+  /// The error. Only while not ok().
   [[nodiscard]] const Error& error() const { return std::get<1>(state_); }
 
  private:

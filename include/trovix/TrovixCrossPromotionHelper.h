@@ -25,7 +25,7 @@ class TROVIX_API TrovixCrossPromotionHelper {
   /// Records the click and hands the link to the callback, on the calling thread.
   static void logAndOpenStore(const std::optional<std::string>& appID, const std::optional<std::string>& campaign,
                               const std::optional<Dictionary>& parameters, const OpenStore& openStore);
-  /// Reports that the promotion was seen; nothing while the SDK is stopped.
+  /// Reports that the promotion was seen; not while the SDK is stopped.
   static void logCrossPromoteImpression(const std::optional<std::string>& appID,
                                         const std::optional<std::string>& campaign,
                                         const std::optional<Dictionary>& parameters);

@@ -18,9 +18,11 @@ class TROVIX_API TrovixDeepLink {
   /// From the parameters of a link that opened the application.
   [[nodiscard]] static std::shared_ptr<const TrovixDeepLink> withVeyra(const Dictionary& parameters);
 
+  /// The whole click event.
   [[nodiscard]] const Dictionary& clickEvent() const noexcept { return clickEvent_; }
+  /// Whether the click came before the application was installed.
   [[nodiscard]] bool isDeferred() const noexcept { return isDeferred_; }
-  // Fields of the click event that hold text; nothing when they are missing or hold something else.
+  /// Fields of the click event that hold text; std::nullopt when they are missing or hold something else.
   [[nodiscard]] std::optional<std::string> deeplinkValue() const;
   [[nodiscard]] std::optional<std::string> matchType() const;
   [[nodiscard]] std::optional<std::string> clickHTTPReferrer() const;
@@ -45,6 +47,7 @@ class TROVIX_API TrovixDeepLink {
   bool isDeferred_ = false;
 };
 
+/// How the resolution of a deep link ended.
 enum class TrovixDeepLinkResultStatus : std::uint64_t { notFound = 0, found = 1, error = 2 };
 
 /// What the deep link delegate receives. Immutable, cheap to copy.

@@ -18,8 +18,8 @@
 namespace trovix {
 
 /// The tracking SDK. Configure it, then `start` it. Every operation may be called from any thread and returns without
-/// waiting for disk or network, except where it says so. No operation throws; bad configuration is logged and ignored,
-/// or accepted with a warning.
+/// waiting for disk or network, except where it says so. No operation throws, and no callback may; bad configuration is
+/// logged and ignored, or accepted with a warning.
 class TROVIX_API TrovixLib {
  public:
   /// Data and error of a finished request: data is {"statusCode": number}. Runs on the SDK's serial queue or on the
@@ -80,10 +80,12 @@ class TROVIX_API TrovixLib {
   /// The App Store identifier, without its "id".
   [[nodiscard]] std::string appleAppID() const;
   void setAppleAppID(const std::optional<Value>& appleAppID);
+  /// The host's own identifier of this user, which launches, events and invitations carry.
   [[nodiscard]] std::optional<std::string> customerUserID() const;
   void setCustomerUserID(std::optional<std::string> customerUserID);
+  /// Further data of the host's, which launches and events carry.
   [[nodiscard]] std::optional<Dictionary> customData() const;
-  /// Nothing is ignored: the old data stays.
+  /// A missing dictionary is ignored: the old data stays.
   void setAdditionalData(std::optional<Dictionary> customData);
   /// Entries that are not text are skipped with a warning when a payload is built. Types: 0 plain, 1 SHA-1, 2 MD5, 3
   /// SHA-256.
@@ -112,34 +114,48 @@ class TROVIX_API TrovixLib {
   void setSharingFilter(const std::optional<std::vector<std::string>>& sharingFilter);
   /// No partner gets it; a later filter cannot narrow this.
   void setSharingFilterForAllPartners();
-  /// Nothing is sent while stopped. Writes to storage that the switch was used.
+  /// While stopped no launch, event, purchase, push token or closing report is taken on, and no conversion data is
+  /// asked for. Ad revenue and conversion rules are not affected. Setting it writes to storage that it was used.
   [[nodiscard]] bool isStopped() const;
   void setIsStopped(bool isStopped);
 
+  /// Whether log lines go to the system's log: one switch for the process. Default false.
   [[nodiscard]] bool isDebug() const;
   void setIsDebug(bool isDebug);
+  /// Adds trace lines and time stamps to what `isDebug` lets through: one switch for the process. Default false.
   void setIsTrace(bool isTrace);
+  /// True forbids remote debugging: log lines are neither collected for the server nor sent. Default false.
   [[nodiscard]] bool isProxyManagerDisabled() const;
   void setProxyManagerDisabled(bool disabled);
+  /// Whether launches and events carry the device's name. Default false.
   [[nodiscard]] bool shouldCollectDeviceName() const;
   void setShouldCollectDeviceName(bool flag);
+  /// True leaves the advertising identifier unread, so that requests carry none. Default false.
   [[nodiscard]] bool disableAdvertisingIdentifier() const;
   void setDisableAdvertisingIdentifier(bool flag);
+  /// True leaves the search-ads attribution token unread. Default false.
   [[nodiscard]] bool disableAppleAdsAttribution() const;
   void setDisableAppleAdsAttribution(bool flag);
+  /// True leaves the search-ads details unfetched. Looked at once, by the first launch of the process. Default false.
   [[nodiscard]] bool disableCollectASA() const;
   void setDisableCollectASA(bool flag);
+  /// True leaves the ad network alone: no registration and no conversion values. Default false.
   [[nodiscard]] bool disableSKAdNetwork() const;
   void setDisableSKAdNetwork(bool flag);
+  /// True leaves the vendor identifier out of requests. Default false.
   [[nodiscard]] bool disableIDFVCollection() const;
   void setDisableIDFVCollection(bool flag);
+  /// True marks requests with "deviceTrackingDisabled". Default false.
   [[nodiscard]] bool anonymizeUser() const;
   void setAnonymizeUser(bool flag);
+  /// True has purchases validated against the store's sandbox. Default false.
   [[nodiscard]] bool useReceiptValidationSandbox() const;
   void setUseReceiptValidationSandbox(bool flag);
+  /// True registers push tokens as those of a development build. Default false.
   [[nodiscard]] bool useUninstallSandbox() const;
   void setUseUninstallSandbox(bool flag);
-  /// Whether a closing report is sent when the application goes to the background.
+  /// Whether a closing report is sent when the application goes to the background. Default false; the server's answers
+  /// set it too.
   [[nodiscard]] bool isBackgroundRequestEnabled() const;
   void setIsBackgroundRequestEnabled(bool flag);
   /// The last advertising identifier that a request carried.
@@ -153,14 +169,20 @@ class TROVIX_API TrovixLib {
   /// The application's own branded link domains.
   [[nodiscard]] std::optional<std::vector<std::string>> veyraCustomDomains() const;
   void setVeyraCustomDomains(std::optional<std::vector<std::string>> domains);
+  /// The deferred app link: what the host fetched itself, or what the companion SDK answered. While there is one that
+  /// SDK is not asked.
   [[nodiscard]] std::optional<std::string> facebookDeferredAppLink() const;
   void setFacebookDeferredAppLink(std::optional<std::string> link);
-  /// The name of the companion SDK's class that fetches a deferred app link.
+  /// A name that is not empty has the first launch of the process ask the companion SDK's class "FBSDKAppLinkUtility"
+  /// for a deferred app link.
   void enableFacebookDeferredApplinksWithClass(std::optional<std::string> className);
 
-  /// Held weakly.
+  /// Who hears of conversion data and attributed links. Held weakly.
   [[nodiscard]] std::shared_ptr<TrovixLibDelegate> delegate() const;
   void setDelegate(std::weak_ptr<TrovixLibDelegate> delegate);
+
+  /// Sends the bytes to the remote-debugging endpoint, unless the SDK is stopped. No result is reported. Any thread.
+  void remoteDebuggingCallWithData(const Data& data);
 
   // --- Links ---------------------------------------------------------------------------------------------------------
 
@@ -171,7 +193,7 @@ class TROVIX_API TrovixLib {
   void handleOpenUrl(const std::optional<std::string>& URL, const Dictionary& options);
   /// A universal link: {"activityType", "webpageURL"}. Always true.
   bool continueUserActivity(const Dictionary& userActivity, const RestorationHandler& restorationHandler);
-  /// Attributes a link that did not open the application. Nothing is a link that is missing: a failure.
+  /// Attributes a link that did not open the application. A missing link is reported as a failure.
   void performOnAppAttributionWithURL(const std::optional<std::string>& URL);
   /// Links that contain the text get the parameters added to their query.
   void appendParametersToDeepLinkingURLWithString(std::string containsString, Dictionary parameters);
@@ -180,8 +202,7 @@ class TROVIX_API TrovixLib {
   [[nodiscard]] std::shared_ptr<TrovixDeepLinkDelegate> deepLinkDelegate() const;
   void setDeepLinkDelegate(std::weak_ptr<TrovixDeepLinkDelegate> delegate);
 
-  // --- Push notifications
-  // ----------------------------------------------------------------------------------------------
+  // --- Push notifications --------------------------------------------------------------------------------------------
 
   /// Searches a push payload for a link, which is resolved; other information goes with the next launch.
   void handlePushNotification(const Dictionary& payload);
@@ -200,7 +221,8 @@ class TROVIX_API TrovixLib {
                                    PurchaseFailure failure);
   /// Reports impression revenue.
   void sendAdRevenueWithParameters(Dictionary parameters);
-  /// Replaces what goes to that partner with launches; at most 1,000 characters of JSON. Nothing clears it.
+  /// Replaces what goes to that partner with launches; at most 1,000 characters of JSON. A missing or empty dictionary
+  /// removes that partner's data, and one that is too long puts an error in its place.
   void setPartnerDataWithPartnerId(const std::optional<std::string>& partnerId,
                                    const std::optional<Dictionary>& partnerInfo);
   /// Logs a location event.

@@ -10,8 +10,8 @@
 
 namespace trovix {
 
-/// What the host wants to hear. Held weakly by the SDK. An empty operation is passed over. All are
-/// called on the main queue, asynchronously, except the question for headers.
+/// What the host wants to hear. Held weakly by the SDK. An empty operation is passed over. All are called on the main
+/// queue, asynchronously, except the question for headers. None may throw: that ends the process.
 struct TrovixLibDelegate {
   /// Printed in log lines.
   std::string className = "TrovixLibDelegate";
@@ -25,7 +25,7 @@ struct TrovixLibDelegate {
   std::function<std::optional<Dictionary>(const std::string& URL)> allHTTPHeaderFieldsForResolveDeepLinkURL;
 };
 
-/// Hears of resolved deep links. Held weakly by the SDK.
+/// Hears of resolved deep links. Held weakly by the SDK. Must not throw: that ends the process.
 struct TrovixDeepLinkDelegate {
   std::string className = "TrovixDeepLinkDelegate";
   /// Main queue, asynchronously; not-found and error results too.

@@ -15,6 +15,8 @@ class TROVIX_API TrovixShareInviteHelper {
   /// Is given a prepared generator and returns the one to use.
   using Preparation = std::function<TrovixLinkGenerator(TrovixLinkGenerator generator)>;
 
+  /// Prepares a generator for invitations, lets the block change it, and makes a short link; the completion as
+  /// `TrovixLinkGenerator` has it. The block runs on the calling thread.
   static void generateInviteUrlWithLinkGenerator(const Preparation& generatorBlock,
                                                  TrovixLinkGenerator::Completion completionHandler);
   /// A generator prepared for a media source.

@@ -20,6 +20,7 @@ class Value;
 
 /// Raw bytes.
 using Data = std::vector<std::uint8_t>;
+/// Values in their order.
 using Array = std::vector<Value>;
 
 /// A moment, in seconds since 1970-01-01 UTC. May be negative and has fractions.
@@ -48,11 +49,13 @@ class TROVIX_API Dictionary {
   [[nodiscard]] bool empty() const noexcept;
   [[nodiscard]] const_iterator begin() const noexcept;
   [[nodiscard]] const_iterator end() const noexcept;
+  /// Makes room for so many entries.
   void reserve(std::size_t count);
 
   /// The value under the key, or a null pointer when the key is missing. Valid until the next change.
   [[nodiscard]] const Value* find(std::string_view key) const noexcept;
   [[nodiscard]] Value* find(std::string_view key) noexcept;
+  /// Whether the key is there, with a null value too.
   [[nodiscard]] bool contains(std::string_view key) const noexcept { return find(key) != nullptr; }
 
   /// Sets or replaces.
@@ -67,9 +70,10 @@ class TROVIX_API Dictionary {
   /// Removes every entry for which `matches` answers true, in one pass.
   template <typename Predicate>
   void removeIf(Predicate matches);
+  /// Removes everything.
   void clear() noexcept;
 
-  // Reads of one type; missing and other types give nothing, so a caller need not look twice.
+  /// Reads of one type; a null pointer for missing and other types, so a caller need not look twice.
   [[nodiscard]] const std::string* string(std::string_view key) const noexcept;
   [[nodiscard]] const Dictionary* dictionary(std::string_view key) const noexcept;
   [[nodiscard]] const Array* array(std::string_view key) const noexcept;
@@ -93,6 +97,7 @@ class TROVIX_API Dictionary {
 /// A property-list value. Missing is not null: missing is std::nullopt or a null pointer, null is Value(nullptr).
 class TROVIX_API Value {
  public:
+  /// What a value can be.
   enum class Kind : std::uint8_t { null, boolean, integer, real, string, data, date, array, dictionary };
 
   Value() noexcept;
@@ -130,7 +135,7 @@ class TROVIX_API Value {
     return kind() == Kind::boolean || kind() == Kind::integer || kind() == Kind::real;
   }
 
-  // The value as exactly that type, or a null pointer.
+  /// The value as exactly that type, or a null pointer.
   [[nodiscard]] const bool* boolean() const noexcept { return std::get_if<bool>(&storage_); }
   [[nodiscard]] const std::string* string() const noexcept { return std::get_if<std::string>(&storage_); }
   [[nodiscard]] const Data* data() const noexcept { return std::get_if<Data>(&storage_); }
@@ -140,8 +145,8 @@ class TROVIX_API Value {
   [[nodiscard]] const Dictionary* dictionary() const noexcept { return std::get_if<Dictionary>(&storage_); }
   [[nodiscard]] Dictionary* dictionary() noexcept { return std::get_if<Dictionary>(&storage_); }
 
-  // Lenient reads: numbers convert (saturating; what is no number gives 0), text is read as far as it
-  // looks like a number ("YES", "true" and a leading non-zero digit are true), anything else gives 0 or false.
+  /// Lenient reads: numbers convert (saturating; what is no number gives 0), text is read as far as it
+  /// looks like a number ("YES", "true" and a leading non-zero digit are true), anything else gives 0 or false.
   [[nodiscard]] std::int64_t integerValue() const noexcept;
   [[nodiscard]] double doubleValue() const noexcept;
   [[nodiscard]] bool boolValue() const noexcept;

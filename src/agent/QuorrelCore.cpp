@@ -1,6 +1,8 @@
 #include "quorrel/QuorrelCore.h"
 
 #include <algorithm>
+#include <functional>
+#include <utility>
 
 #include "agent/QuorrelAdjustModule.h"
 #include "agent/QuorrelTrovixModule.h"
@@ -13,10 +15,12 @@ using trovix::platform::MutexLock;
 using trovix::platform::NotificationCenter;
 
 struct QuorrelCore::State {
-  State(trovix::TrovixLib& theSdk, trovix::platform::Platform& thePlatform) : sdk(theSdk), platform(thePlatform) {}
+  State(std::function<trovix::TrovixLib&()> theSdk, std::function<trovix::platform::Platform&()> thePlatform)
+      : sdk(std::move(theSdk)), platform(std::move(thePlatform)) {}
 
-  trovix::TrovixLib& sdk;
-  trovix::platform::Platform& platform;
+  // The process's own are made when a configuration asks for them: an SDK that is made begins to work.
+  const std::function<trovix::TrovixLib&()> sdk;
+  const std::function<trovix::platform::Platform&()> platform;
 
   trovix::platform::Mutex mutex;
   std::shared_ptr<AdjustSDK> adjust TX_GUARDED_BY(mutex);
@@ -26,12 +30,16 @@ struct QuorrelCore::State {
 };
 
 QuorrelCore& QuorrelCore::shared() {
-  static auto* const core = new QuorrelCore(trovix::TrovixLib::shared(), trovix::platform::defaultPlatform());
+  static auto* const core =
+      new QuorrelCore(std::make_unique<State>(trovix::TrovixLib::shared, trovix::platform::defaultPlatform));
   return *core;
 }
 
 QuorrelCore::QuorrelCore(trovix::TrovixLib& sdk, trovix::platform::Platform& platform)
-    : state_(std::make_unique<State>(sdk, platform)) {}
+    : QuorrelCore(std::make_unique<State>(
+          [&sdk]() -> auto& { return sdk; }, [&platform]() -> auto& { return platform; })) {}
+
+QuorrelCore::QuorrelCore(std::unique_ptr<State> state) : state_(std::move(state)) {}
 
 QuorrelCore::~QuorrelCore() = default;
 
@@ -61,7 +69,7 @@ void QuorrelCore::prepareWithConfigs(const std::vector<std::shared_ptr<const Quo
       module = std::make_shared<QuorrelAdjustModule>(*forAdjust, adjust, publish);
     } else if (const auto* forTrovix = dynamic_cast<const QuorrelTrovixConfig*>(config.get())) {
       module = std::make_shared<QuorrelTrovixModule>(
-          *forTrovix, QuorrelTrovixModule::Surroundings{state_->sdk, state_->platform, publish, keep});
+          *forTrovix, QuorrelTrovixModule::Surroundings{state_->sdk(), state_->platform(), publish, keep});
     }
     if (!module) continue;
     module->prepare();

@@ -2,7 +2,7 @@
 
 #include "trovix/Json.h"
 #include "trovix/TrovixLib.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace quorrel {
 

@@ -106,10 +106,11 @@ void SPEventNotifierManager::sendEventToDelegates(
       if (!observer) continue;
       ++registration->deliveries;
     }
-    {
+    // A callback that throws ends the process here; whoever removes the observer would wait for ever.
+    [&]() noexcept {
       const Delivery delivery(*registration);
       block(observer);
-    }
+    }();
     observer.reset();  // whoever waits for this callback may take what the observer uses away after it
     {
       const std::lock_guard lock(registry_->mutex);

@@ -7,7 +7,7 @@
 
 #include "common/QuiescentSlot.h"
 #include "trovix/platform/Clock.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix {
 namespace {
@@ -71,6 +71,11 @@ void installMirror(LogMirror mirror) { outside().mirror.install(mirror); }
 
 void setMirroring(bool on) noexcept { setSwitch(kMirror, on); }
 
+bool isWantedBy(std::uint32_t on, LogLevel level) noexcept {
+  if ((on & kMirror) != 0) return true;
+  return (on & kShowLogs) != 0 && (level != LogLevel::trace || (on & kShowLogsTrace) != 0);
+}
+
 void mirrorOnly(LogLevel level, const char* prettyFunction, std::string_view message) {
   if (!isOn(kMirror) || insideMirror) return;
   outside().mirror.use([&](const LogMirror& mirror) {
@@ -80,12 +85,16 @@ void mirrorOnly(LogLevel level, const char* prettyFunction, std::string_view mes
   });
 }
 
-void write(LogLevel level, const char* prettyFunction, fmt::string_view format, fmt::format_args args) {
-  const std::string message = fmt::vformat(format, args);
-  if (level != LogLevel::trace || isOn(kShowLogsTrace)) {
-    TXLogLocal(static_cast<std::int32_t>(level), prettyFunction, message);
+void write(LogLevel level, const char* prettyFunction, fmt::string_view format, fmt::format_args args) noexcept {
+  try {
+    const std::string message = fmt::vformat(format, args);
+    if (level != LogLevel::trace || isOn(kShowLogsTrace)) {
+      TXLogLocal(static_cast<std::int32_t>(level), prettyFunction, message);
+    }
+    mirrorOnly(level, prettyFunction, message);
+  } catch (...) {
+    // A line is lost; whoever logs goes on.
   }
-  mirrorOnly(level, prettyFunction, message);
 }
 
 }  // namespace logging

@@ -35,19 +35,19 @@ inline constexpr std::uint32_t kMirror = 4;
 /// All switches in one word, so that a log site that is off costs one flag test.
 inline std::atomic<std::uint32_t> switches{0};
 
+/// Whether switches that are not all off want a line of that level.
+[[nodiscard]] bool isWantedBy(std::uint32_t on, LogLevel level) noexcept;
 /// Whether a site of that level has anybody to write to.
 [[nodiscard]] inline bool isWanted(LogLevel level) noexcept {
   const std::uint32_t on = switches.load(std::memory_order_relaxed);
-  if (on == 0) return false;
-  if ((on & kMirror) != 0) return true;
-  return (on & kShowLogs) != 0 && (level != LogLevel::trace || (on & kShowLogsTrace) != 0);
+  return on != 0 && isWantedBy(on, level);
 }
 
 /// A line for the mirror alone, at a level of its own.
 void mirrorOnly(LogLevel level, const char* prettyFunction, std::string_view message);
 
-/// Formats once, then writes locally and to the mirror as the switches say.
-void write(LogLevel level, const char* prettyFunction, fmt::string_view format, fmt::format_args args);
+/// Formats once, then writes locally and to the mirror as the switches say. A line that fails is lost.
+void write(LogLevel level, const char* prettyFunction, fmt::string_view format, fmt::format_args args) noexcept;
 
 template <typename... Args>
 void writeSite(LogLevel level, const char* prettyFunction, fmt::format_string<Args...> format, Args&&... args) {

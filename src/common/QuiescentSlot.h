@@ -25,18 +25,25 @@ class QuiescentSlot {
   }
 
   /// Runs `visit` with the installed value, if there is one.
-  template <typename Visit>
-  void use(Visit visit) {
+  template <typename Visitor>
+  void use(Visitor visit) {
     Place* const place = enter();
     if (place == nullptr) return;
+    const Visit visiting{*this, *place};
     visit(std::as_const(place->value));
-    leave(*place);
   }
 
  private:
   struct Place {
     T value{};
     std::atomic<std::uint32_t> inside{0};
+  };
+
+  /// A reader's time inside, however it ends.
+  struct Visit {
+    QuiescentSlot& slot;
+    Place& place;
+    ~Visit() { slot.leave(place); }
   };
 
   // A reader that counted itself into a place which is no longer the current one has not read it yet, and tries again.

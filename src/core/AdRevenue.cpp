@@ -1,5 +1,7 @@
 #include "core/AdRevenue.h"
 
+#include <utility>
+
 #include "common/Counter.h"
 #include "common/Encoding.h"
 #include "common/Log.h"
@@ -16,6 +18,14 @@ namespace {
 
 constexpr std::uint64_t kAdRevenueLogKind = 1;
 constexpr int kPayloadType = 0;
+
+std::string outcomeText(const std::optional<Value>& response, Dictionary information,
+                        const std::optional<Error>& error) {
+  information.remove("data");  // the raw body has no JSON form
+  return txsdk_stringify({{"JSON", response.value_or(Value(nullptr))},
+                          {"INFO", std::move(information)},
+                          {"ERROR", error ? Value(error->description()) : Value(nullptr)}});
+}
 
 }  // namespace
 
@@ -46,15 +56,9 @@ void AdRevenue::send(const std::string& URL, Dictionary parameters) {
        .isReturnJSON = false,
        .isSharedSession = true},
       [](const std::optional<Value>& response, const Dictionary& information, const std::optional<Error>& error) {
-        // The raw body has no JSON form.
-        Dictionary printable = information;
-        printable.remove("data");
-        TX_LOG(debug, "AdRevenue session task finished:\n{}",
-               txsdk_stringify({{"JSON", response.value_or(Value(nullptr))},
-                                {"INFO", printable},
-                                {"ERROR", error ? Value(error->description()) : Value(nullptr)}}));
+        TX_LOG(debug, "AdRevenue session task finished:\n{}", outcomeText(response, information, error));
       });
-  if (!task) return;
+  if (!task || !logging::isWanted(LogLevel::debug)) return;
   const platform::URLRequest& request = task->originalRequest();
   const std::string body = request.body ? std::string(request.body->begin(), request.body->end()) : std::string();
   TrovixUtils::logRequestContent(kAdRevenueLogKind,

@@ -72,8 +72,8 @@ void ConversionRuleFetcher::requestRules() {
   const std::string timestamp = millisecondTimestamp(with_.platform.clock.now());
   add({.operationPrefix = "SKAD-",
        .options = eventOption::conversionRules,
-       .URL = TXSDKURLFormat(Endpoint::skRules,
-                             {with_.settings.hostPrefix(), with_.settings.host(), uid, appleAppID, currency}),
+       .endpoint = Endpoint::skRules,
+       .arguments = {uid, appleAppID, currency},
        .timestamp = timestamp,
        .authorization = conversionRulesSignature(devKey, timestamp, appleAppID, uid, currency),
        .handleResponse = [this](const Value& response) {
@@ -90,8 +90,8 @@ void ConversionRuleFetcher::willRequestConversionValueAndUpdate() {
   const std::string timestamp = millisecondTimestamp(with_.platform.clock.now());
   add({.operationPrefix = "SKADS2S-",
        .options = eventOption::conversionValue,
-       .URL = TXSDKURLFormat(Endpoint::skConversionValue,
-                             {with_.settings.hostPrefix(), with_.settings.host(), uid, appleAppID}),
+       .endpoint = Endpoint::skConversionValue,
+       .arguments = {uid, appleAppID},
        .timestamp = timestamp,
        .authorization = conversionValueSignature(with_.settings.trovixDevKey(), timestamp, appleAppID, uid),
        .handleResponse = [this](const Value& response) {
@@ -116,9 +116,13 @@ void ConversionRuleFetcher::add(Request request) {
 
 void ConversionRuleFetcher::send(const Request& request, const std::shared_ptr<TXSDKOperation>& operation) {
   with_.http.requestWithURL(
-      [URL = request.URL] {
+      // Called before this returns.
+      [this, &request] {
+        std::vector<std::optional<std::string>> arguments{with_.settings.hostPrefix(), with_.settings.host()};
+        arguments.insert(arguments.end(), request.arguments.begin(), request.arguments.end());
+        std::string URL = TXSDKURLFormat(request.endpoint, arguments);
         TX_LOG(debug, "[SKAd] URL: {}\n", URL);
-        return std::optional(URL);
+        return std::optional(std::move(URL));
       },
       [timestamp = request.timestamp, authorization = request.authorization](platform::URLRequest urlRequest) {
         urlRequest.headers.set("Tx-Timestamp", timestamp);

@@ -5,7 +5,8 @@
 #include <string>
 
 #include "common/Lifetime.h"
-#include "core/Seams.h"
+#include "core/ConversionRules.h"
+#include "network/Endpoints.h"
 #include "network/TXSDKHTTPClientProtocol.h"
 #include "network/TXSDKOperation.h"
 #include "platform/Mutex.h"
@@ -54,7 +55,9 @@ class ConversionRuleFetcher final : public ConversionRules {
   struct Request {
     std::string operationPrefix = {};
     std::uint64_t options = 0;
-    std::string URL = {};
+    Endpoint endpoint = Endpoint::skRules;
+    /// What follows host prefix and host in the address.
+    std::vector<std::optional<std::string>> arguments = {};
     std::string timestamp = {};
     std::string authorization = {};
     /// Serial queue.

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "common/Lifetime.h"
+#include "core/DeepLinks.h"
 #include "core/LinkRecord.h"
-#include "core/Seams.h"
 #include "network/TXSDKHTTPClientProtocol.h"
 #include "platform/Mutex.h"
 #include "trovix/platform/Platform.h"

@@ -30,6 +30,13 @@ std::optional<std::string> textAt(const Dictionary& fields, const char* key) {
   return text != nullptr ? std::optional(*text) : std::nullopt;
 }
 
+/// Text, or a number as its text, as the storage reads it back.
+std::optional<std::string> storedTextAt(const Dictionary& fields, const char* key) {
+  const Value* value = fields.find(key);
+  if (value == nullptr || (value->string() == nullptr && !value->isNumber())) return std::nullopt;
+  return description(*value);
+}
+
 }  // namespace
 
 void DeepLinkAttribution::handleOpenURL(const std::optional<std::string>& URL,
@@ -131,14 +138,15 @@ void DeepLinkAttribution::handleVeyraResponse(const std::optional<Value>& respon
   // Only the few fields that count travel to the serial queue, not the whole answer.
   const Value* sendBackground = fields->find("send_background");
   const bool isBackgroundRequestEnabled = sendBackground != nullptr && sendBackground->integerValue() == 1;
-  with_.serial.post(with_.lifetime.guard([this, isBackgroundRequestEnabled, domain = textAt(*fields, "vy_domain"),
-                                          version = textAt(*fields, "vy_ver"), scheme = textAt(*fields, "vy_scheme")] {
-    with_.settings.isBackgroundRequestEnabled = isBackgroundRequestEnabled;
-    if (txsdk_exists(domain)) with_.storage.setString(*domain, storageKey::linkDomain);
-    if (txsdk_exists(version)) with_.storage.setString(*version, storageKey::linkVersion);
-    if (TrovixUtils::isValidDeeplink(scheme)) with_.storage.setString(*scheme, storageKey::linkScheme);
-    with_.storage.save();
-  }));
+  with_.serial.post(
+      with_.lifetime.guard([this, isBackgroundRequestEnabled, domain = storedTextAt(*fields, "vy_domain"),
+                            version = storedTextAt(*fields, "vy_ver"), scheme = textAt(*fields, "vy_scheme")] {
+        with_.settings.isBackgroundRequestEnabled = isBackgroundRequestEnabled;
+        if (txsdk_exists(domain)) with_.storage.setString(*domain, storageKey::linkDomain);
+        if (txsdk_exists(version)) with_.storage.setString(*version, storageKey::linkVersion);
+        if (TrovixUtils::isValidDeeplink(scheme)) with_.storage.setString(*scheme, storageKey::linkScheme);
+        with_.storage.save();
+      }));
 }
 
 }  // namespace trovix

@@ -1,3 +1,5 @@
+#include "core/DispatchBufferDelegate.h"
+
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -5,7 +7,6 @@
 #include <iterator>
 
 #include "common/Counter.h"
-#include "core/EventDispatch.h"
 #include "network/TXSDKEventCache.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageProtocol.h"

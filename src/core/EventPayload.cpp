@@ -9,7 +9,7 @@
 #include "common/Log.h"
 #include "common/Version.h"
 #include "core/Installation.h"
-#include "core/Seams.h"
+#include "core/PushInformation.h"
 #include "core/SessionState.h"
 #include "core/Settings.h"
 #include "device/TXSDKDevice.h"

@@ -3,10 +3,13 @@
 #include <initializer_list>
 #include <utility>
 
-#include "core/Seams.h"
+#include "core/ConversionRules.h"
+#include "core/DeepLinks.h"
+#include "core/PartnerData.h"
 #include "device/TXSDKiAdClient.h"
 #include "network/TXSDKEvent.h"
 #include "network/TXSDKPerformance.h"
+#include "platform/Json.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageProtocol.h"
 
@@ -25,6 +28,19 @@ Dictionary timings(const TXSDKPerformance& performance,
   return section;
 }
 
+/// Without what has no JSON form, which would cost the whole body. It goes two levels down.
+std::optional<Dictionary> writablePartners(const std::optional<Dictionary>& partners) {
+  if (!partners) return std::nullopt;
+  Dictionary writable;
+  for (const auto& [partner, info] : *partners) {
+    const Dictionary* values = info.dictionary();
+    if (values != nullptr && platform::isValidJsonObject(*values, platform::maximumJsonDepth - 2)) {
+      writable.set(partner, info);
+    }
+  }
+  return writable;
+}
+
 }  // namespace
 
 void EventRequestMetadata::addTo(TXSDKEvent& event) {
@@ -38,9 +54,15 @@ void EventRequestMetadata::addTo(TXSDKEvent& event) {
   }
   const std::optional<Dictionary> searchAdsToken = addTimings(event, metadata);
   if (isLaunch) metadata.setIfPresent("error", sources_.partners.error());
-  if (!metadata.empty()) parameters.set("meta", std::move(metadata));
+  if (!metadata.empty()) {
+    // What an earlier attempt took, it took for good.
+    const Dictionary* earlier = parameters.dictionary("meta");
+    Dictionary all = earlier != nullptr ? *earlier : Dictionary();
+    all.merge(metadata);
+    parameters.set("meta", std::move(all));
+  }
   parameters.setIfPresent("asa_data", searchAdsToken);
-  if (isLaunch) parameters.setIfPresent("partner_data", sources_.partners.partnerData());
+  if (isLaunch) parameters.setIfPresent("partner_data", writablePartners(sources_.partners.partnerData()));
   if (event.has(eventOption::TXEventOptionColdStart)) {
     parameters.setIfPresent("sk_rules", sources_.storage.dictionaryForKey(storageKey::conversionRules));
   }
@@ -77,12 +99,12 @@ std::optional<Dictionary> EventRequestMetadata::addTimings(const TXSDKEvent& eve
 
 void EventRequestMetadata::addFirstLaunchTimings(Dictionary& metadata) {
   TXSDKPerformance& performance = sources_.performance;
-  Dictionary deferredLink = timings(performance, {{"from_fg", TXSDKPerformance::TXSDKFromInitToDDLNetwork},
-                                                  {"status", TXSDKPerformance::deferredDeepLinkStatus},
-                                                  {"timeout_value", TXSDKPerformance::deferredDeepLinkTimeout}});
+  Dictionary deferredLink = timings(performance, {{"from_fg", TXSDKPerformance::TXSDKFromInitToDDLNetwork}});
   if (auto network = performance.infoForKey(TXSDKPerformance::deferredDeepLinkNetwork)) {
     deferredLink.set("net", Array{*std::move(network)});
   }
+  deferredLink.merge(timings(performance, {{"status", TXSDKPerformance::deferredDeepLinkStatus},
+                                           {"timeout_value", TXSDKPerformance::deferredDeepLinkTimeout}}));
   setUnlessEmpty(metadata, "first_launch",
                  timings(performance, {{"init_to_fg", TXSDKPerformance::TXSDKFromInitToStart}}));
   setUnlessEmpty(metadata, "ddl", std::move(deferredLink));

@@ -9,9 +9,10 @@
 #include "common/Encoding.h"
 #include "common/Log.h"
 #include "common/TXSDKError.h"
+#include "core/ConversionRules.h"
+#include "core/DeepLinks.h"
 #include "core/EventDispatch.h"
 #include "core/Installation.h"
-#include "core/Seams.h"
 #include "core/SessionState.h"
 #include "core/Settings.h"
 #include "device/TXSDKiAdClient.h"
@@ -20,6 +21,7 @@
 #include "network/TXSDKEvent.h"
 #include "network/TXSDKPerformance.h"
 #include "network/TrovixProxyManager.h"
+#include "platform/Json.h"
 #include "platform/Url.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageProtocol.h"
@@ -125,6 +127,8 @@ void LaunchLifecycle::checkSearchAdsOnce() {
 }
 
 void LaunchLifecycle::didReceiveSearchAds(const Dictionary& attribution) {
+  // What no request can carry would be asked for, and reported by one more launch, at every start.
+  if (!platform::isValidJsonObject(attribution)) return;
   with_.storage.setDictionary(attribution, storageKey::searchAdsAttribution);
   with_.storage.save();
   TX_LOG(debug, "[iAD]: Will send to attr: {}\nApple Search Ads: {}", 1, attribution);

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "core/Seams.h"
+#include "core/PartnerData.h"
 #include "platform/Mutex.h"
 #include "trovix/Value.h"
 

@@ -4,15 +4,16 @@
 #include "common/Log.h"
 #include "common/TXSDKError.h"
 #include "common/Version.h"
+#include "core/ConversionRules.h"
 #include "core/EventDispatch.h"
 #include "core/EventPayload.h"
 #include "core/Installation.h"
-#include "core/Seams.h"
 #include "core/SessionState.h"
 #include "core/Settings.h"
 #include "device/TXSDKiAdClient.h"
 #include "device/TrovixUtils.h"
 #include "network/Endpoints.h"
+#include "platform/Json.h"
 
 namespace trovix {
 namespace {
@@ -25,6 +26,16 @@ const char* trueOrFalse(bool flag) { return flag ? "true" : "false"; }
 
 Error purchaseError(const char* message) {
   return TXSDKError::errorWithDomain(TXSDKPurchaseValidationErrorDomain, message);
+}
+
+void addAdditionalParameters(const Purchase& purchase, TrovixDictionary& parameters) {
+  if (!purchase.additionalParameters) return;
+  // Without a JSON form they would cost the whole body, in which they stand one level down.
+  if (platform::isValidJsonObject(*purchase.additionalParameters, platform::maximumJsonDepth - 1)) {
+    parameters.setParameter(Value(*purchase.additionalParameters), "extra_prms");
+  } else {
+    TX_LOG(error, "Additional parameters of a purchase have no JSON form");
+  }
 }
 
 }  // namespace
@@ -67,7 +78,7 @@ TrovixDictionary Purchases::eventParameters(const Purchase& purchase, const Dict
   parameters.setParameter(purchase.transactionId, "apple_tran_id");
   parameters.setParameter(purchase.productIdentifier, "product_identifier");
   parameters.setParameter(Value(receipt), "receipt_data");
-  if (purchase.additionalParameters) parameters.setParameter(Value(*purchase.additionalParameters), "extra_prms");
+  addAdditionalParameters(purchase, parameters);
   // The rule reads the price as the text that the host gave.
   Dictionary values;
   values.setIfPresent("tx_price", purchase.price);
@@ -108,7 +119,9 @@ std::string Purchases::validationURL(const std::string& transactionId) const {
 void Purchases::requestValidation(const Purchase& purchase, const Dictionary& receiptData, const Success& success,
                                   const Failure& failure) {
   const std::string URL = validationURL(*purchase.transactionId);
-  TrovixUtils::logRequestContent(kValidationLogKind, URL, txsdk_stringify(receiptData));
+  if (logging::isWanted(LogLevel::debug)) {
+    TrovixUtils::logRequestContent(kValidationLogKind, URL, txsdk_stringify(receiptData));
+  }
   with_.http.requestWithURL(
       [URL] { return std::optional(URL); }, {},
       {.method = "POST", .dictionary = receiptData, .retries = 0, .isReturnJSON = true, .isSharedSession = true},

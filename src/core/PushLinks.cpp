@@ -74,7 +74,7 @@ std::optional<std::string> findPushLink(int depth, const Dictionary& payload, co
 
 void PushLinks::handlePushNotification(const Dictionary& payload) {
   auto found = findPushLink(kMaximumDepth, payload, *paths_.deepLinkSearchPaths());
-  if (!found) return;
+  if (!txsdk_exists(found)) return;
   if (platform::Url::parse(*found)) {
     deepLinks_.setDeepLinkAndResolve(found, LinkHandler::pushNotification);
   } else {

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "core/Seams.h"
+#include "core/DeepLinks.h"
+#include "core/PushInformation.h"
 #include "platform/Mutex.h"
 #include "trovix/Value.h"
 
@@ -16,7 +17,7 @@ class PushLinkPaths {
  public:
   using Paths = std::vector<std::vector<std::string>>;
 
-  /// Nothing is ignored, and so is a path that is there already.
+  /// A missing path is ignored, and so is one that is there already.
   void addPushNotificationDeepLinkPath(const std::optional<std::vector<std::string>>& path);
   [[nodiscard]] std::shared_ptr<const Paths> deepLinkSearchPaths() const;
 
@@ -25,7 +26,8 @@ class PushLinkPaths {
   std::shared_ptr<const Paths> paths_ TX_GUARDED_BY(mutex_) = std::make_shared<const Paths>();
 };
 
-/// The link or information in a push payload, or nothing. `depth` counts the dictionaries that may still be entered.
+/// The link or information in a push payload; std::nullopt when it holds neither. `depth` counts the dictionaries that
+/// may still be entered.
 [[nodiscard]] std::optional<std::string> findPushLink(int depth, const Dictionary& payload,
                                                       const PushLinkPaths::Paths& paths);
 

@@ -26,10 +26,10 @@ class RemoteDebugFacts final : public RemoteDebugHost {
   std::string appleAppID() const override;
   std::string appVersion() const override;
   void upload(const std::string& text) override { remoteDebuggingCallWithData(text); }
-
- private:
+  /// Sends the bytes as they are, unless the SDK is stopped.
   void remoteDebuggingCallWithData(const std::string& data);
 
+ private:
   Settings& settings_;
   Installation& installation_;
   const platform::Bundle& bundle_;

@@ -11,7 +11,7 @@
 #include "network/TXSDKEventCache.h"
 #include "network/TXSDKPerformance.h"
 #include "storage/TXSDKKeychainProtocol.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/Console.h"
 
 namespace trovix {
 

@@ -8,6 +8,7 @@
 #include "device/FrameworkLoader.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageProtocol.h"
+#include "trovix/platform/ClassRegistry.h"
 #include "trovix/platform/Clock.h"
 #include "trovix/platform/Frameworks.h"
 

@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include <mutex>
 #include <utility>
 
 #include "common/Log.h"
@@ -12,10 +13,13 @@
 namespace trovix {
 namespace {
 
-/// The verdict on the device, reached when the first SDK of the process is made.
-bool integrityAtLoad(platform::Platform& platform) {
-  static const bool isCompromised = TrovixUtils(platform).isJailbrokenWithSkipAdvancedJailbreakValidation(false);
-  return isCompromised;
+/// Has the device checked when the first SDK of the process is made, before its parts are. The verdict is not kept:
+/// every request that carries one asks again.
+void checkIntegrityOnce(platform::Platform& platform) {
+  static std::once_flag once;
+  std::call_once(once, [&platform] {
+    static_cast<void>(TrovixUtils(platform).isJailbrokenWithSkipAdvancedJailbreakValidation(false));
+  });
 }
 
 void tellReadiness(TrovixLib::Parts& parts, std::uint64_t bit) {
@@ -30,7 +34,7 @@ TrovixLib& TrovixLib::shared() {
 }
 
 TrovixLib::TrovixLib(platform::Platform& platform) {
-  static_cast<void>(integrityAtLoad(platform));
+  checkIntegrityOnce(platform);
   parts_ = Parts::make(platform);
 }
 
@@ -77,6 +81,10 @@ std::string TrovixLib::appleAppID() const { return parts_->settings.appleAppID()
 
 void TrovixLib::setAppleAppID(const std::optional<Value>& appleAppID) {
   if (parts_->settings.setAppleAppID(appleAppID)) tellReadiness(*parts_, ConversionRules::appIdKnown);
+}
+
+void TrovixLib::remoteDebuggingCallWithData(const Data& data) {
+  parts_->remoteDebugFacts.remoteDebuggingCallWithData(std::string(data.begin(), data.end()));
 }
 
 void TrovixLib::setIsTrace(bool isTrace) { TXSetShowDebugLogsTrace(isTrace); }

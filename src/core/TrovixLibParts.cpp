@@ -12,8 +12,8 @@
 #include "storage/TXSDKKeychainFactory.h"
 #include "storage/TXSDKStorageFactory.h"
 #include "trovix/platform/Clock.h"
+#include "trovix/platform/Console.h"
 #include "trovix/platform/DeviceFacts.h"
-#include "trovix/platform/Output.h"
 #include "trovix/platform/Queues.h"
 
 namespace trovix {
@@ -48,8 +48,8 @@ std::shared_ptr<platform::SerialQueue> makeSerialQueue(platform::Queues& queues,
 
 std::shared_ptr<TXSDKBuffer> makeBuffer(platform::Platform& platform) {
   const std::optional<Value> size = platform.bundle.infoValue("TrovixBufferSize");
-  auto buffer =
-      size ? TXSDKBuffer::bufferWithSize(size->integerValue(), platform.queues) : TXSDKBuffer::buffer(platform.queues);
+  auto buffer = size && txsdk_exists(*size) ? TXSDKBuffer::bufferWithSize(size->integerValue(), platform.queues)
+                                            : TXSDKBuffer::buffer(platform.queues);
   buffer->setAutoFlush(false);
   return buffer;
 }
@@ -84,7 +84,7 @@ TrovixLib::Parts::Parts(platform::Platform& platform)
       http(TXSDKHTTPClientFactory::HTTPClientWithType(0, platform, checksum, remoteDebugging, espRedirects, lifetime)),
       remoteDebugFacts(settings, installation, platform.bundle, *http),
       frameworkLoader(platform.frameworks),
-      iAdClient(frameworkLoader, platform.frameworks, platform.device, platform.queues, lifetime),
+      iAdClient(frameworkLoader, platform.frameworks, platform.device, platform.clock, platform.queues, lifetime),
       serial(makeSerialQueue(platform.queues, appGroupName.has_value(), *storage, lifetime)),
       cache(platform.fileSystem, platform.directories, platform.clock),
       buffer(makeBuffer(platform)),

@@ -13,6 +13,7 @@
 #include "core/DeepLinkAttribution.h"
 #include "core/DeepLinkDelivery.h"
 #include "core/DeferredDeepLink.h"
+#include "core/DispatchBufferDelegate.h"
 #include "core/EspRedirects.h"
 #include "core/EventDispatch.h"
 #include "core/EventPayload.h"
@@ -23,7 +24,6 @@
 #include "core/Purchases.h"
 #include "core/PushLinks.h"
 #include "core/RemoteDebugFacts.h"
-#include "core/Seams.h"
 #include "core/SessionState.h"
 #include "core/Settings.h"
 #include "core/UninstallToken.h"
@@ -90,7 +90,7 @@ struct TrovixLib::Parts {
   const std::shared_ptr<TXSDKBuffer> buffer;
   DispatchBufferDelegate bufferDelegate;
 
-  // The features beside the launch and event road, which fill its seams.
+  // The features beside the launch and event road, which it asks.
   DeepLinkDelivery deepLinkDelivery;
   PushLinkPaths pushPaths;
   DeepLinkAttribution deepLinks;

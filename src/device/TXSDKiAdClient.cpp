@@ -34,8 +34,14 @@ std::chrono::nanoseconds waitOf(double seconds) {
 }  // namespace
 
 TXSDKiAdClient::TXSDKiAdClient(FrameworkLoader& loader, platform::Frameworks& frameworks,
-                               const platform::Device& device, platform::Queues& queues, Lifetime lifetime)
-    : loader_(loader), frameworks_(frameworks), device_(device), queues_(queues), lifetime_(std::move(lifetime)) {}
+                               const platform::Device& device, const platform::Clock& clock, platform::Queues& queues,
+                               Lifetime lifetime)
+    : loader_(loader),
+      frameworks_(frameworks),
+      device_(device),
+      clock_(clock),
+      queues_(queues),
+      lifetime_(std::move(lifetime)) {}
 
 TXSDKiAdClient::~TXSDKiAdClient() = default;
 

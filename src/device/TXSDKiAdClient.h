@@ -14,6 +14,7 @@
 #include "device/FrameworkLoader.h"
 #include "trovix/Error.h"
 #include "trovix/Value.h"
+#include "trovix/platform/Clock.h"
 #include "trovix/platform/DeviceFacts.h"
 #include "trovix/platform/Queues.h"
 
@@ -36,7 +37,7 @@ class TXSDKiAdClient {
 
   /// Everything that waits is dropped once the owner behind `lifetime` is gone; handlers are then not called.
   TXSDKiAdClient(FrameworkLoader& loader, platform::Frameworks& frameworks, const platform::Device& device,
-                 platform::Queues& queues, Lifetime lifetime);
+                 const platform::Clock& clock, platform::Queues& queues, Lifetime lifetime);
   ~TXSDKiAdClient();
 
   /// The SDK's serial queue; set once, before anything else is called.
@@ -87,6 +88,7 @@ class TXSDKiAdClient {
   FrameworkLoader& loader_;
   platform::Frameworks& frameworks_;
   const platform::Device& device_;
+  const platform::Clock& clock_;
   platform::Queues& queues_;
   const Lifetime lifetime_;
   std::shared_ptr<platform::SerialQueue> queue_;

@@ -45,9 +45,12 @@ void TXSDKiAdClient::continueAttempts(AttemptSequence sequence) {
     return;
   }
   const std::chrono::nanoseconds delay = sequence.lastCode ? kRetryDelay : kFirstAttemptDelay;
+  const std::uint64_t due = clock_.monotonicNanoseconds() + static_cast<std::uint64_t>(delay.count());
   --sequence.attemptsLeft;
-  queues_.globalQueue().postAfter(
-      delay, lifetime_.guard([this, sequence = std::move(sequence)]() mutable { attempt(std::move(sequence)); }));
+  // Falling due early means that the process ends: a verdict reached without the waits would be kept for good.
+  queues_.globalQueue().postAfter(delay, lifetime_.guard([this, due, sequence = std::move(sequence)]() mutable {
+    if (clock_.monotonicNanoseconds() >= due) attempt(std::move(sequence));
+  }));
 }
 
 void TXSDKiAdClient::attempt(AttemptSequence sequence) {

@@ -7,9 +7,9 @@
 #include "common/Version.h"
 #include "device/TXSDKDevice.h"
 #include "platform/Text.h"
+#include "trovix/platform/ClassRegistry.h"
 #include "trovix/platform/DeviceFacts.h"
 #include "trovix/platform/FileSystem.h"
-#include "trovix/platform/Frameworks.h"
 
 namespace trovix {
 

@@ -1,13 +1,15 @@
 #include <fmt/core.h>
 
+#include <atomic>
+#include <memory>
 #include <utility>
 
 #include "device/TrovixUtils.h"
 #include "platform/Json.h"
+#include "trovix/platform/ClassRegistry.h"
 #include "trovix/platform/Clock.h"
 #include "trovix/platform/DeviceFacts.h"
 #include "trovix/platform/FileSystem.h"
-#include "trovix/platform/Frameworks.h"
 
 namespace trovix {
 
@@ -48,7 +50,10 @@ void TrovixUtils::fetchFacebookDeferredAppLink(std::function<void(const Dictiona
   // The answer may outlive this object, but not the platform.
   const platform::Clock& clock = platform_.clock;
   utility->fetchDeferredAppLink([&clock, start = clock.monotonicNanoseconds(),
+                                 isAnswered = std::make_shared<std::atomic<bool>>(false),
                                  completion = std::move(completion)](Result<std::optional<std::string>> link) {
+    // Not every companion keeps its word to answer once.
+    if (isAnswered->exchange(true)) return;
     const double seconds = static_cast<double>(clock.monotonicNanoseconds() - start) / 1e9;
     Dictionary answer{{"ttr", fmt::format("{:g}", seconds)}};
     if (link) {

@@ -52,11 +52,13 @@ Overrides& overridesInForce() {
 
 std::atomic<bool> comparisonEnabled{false};
 
-constexpr std::string_view kPlace = "%@";
-
 std::size_t countPlaces(std::string_view text) {
   std::size_t count = 0;
-  for (auto at = text.find(kPlace); at != std::string_view::npos; at = text.find(kPlace, at + kPlace.size())) ++count;
+  for (auto at = text.find('%'); at != std::string_view::npos; at = text.find('%', at + 1)) {
+    const char kind = at + 1 < text.size() ? text[at + 1] : '\0';
+    if (kind == '@') ++count;
+    if (kind == '%') ++at;
+  }
   return count;
 }
 
@@ -65,9 +67,14 @@ std::string fill(std::string_view urlTemplate, const std::vector<std::optional<s
   std::string result;
   result.reserve(urlTemplate.size() + 64);
   std::size_t begin = 0;
-  for (auto at = urlTemplate.find(kPlace); at != std::string_view::npos; at = urlTemplate.find(kPlace, begin)) {
+  for (auto at = urlTemplate.find('%'); at != std::string_view::npos; at = urlTemplate.find('%', begin)) {
     result.append(urlTemplate, begin, at - begin);
-    begin = at + kPlace.size();
+    const char kind = at + 1 < urlTemplate.size() ? urlTemplate[at + 1] : '\0';
+    begin = at + (kind == '@' || kind == '%' ? 2 : 1);
+    if (kind != '@') {
+      result += '%';
+      continue;
+    }
     const bool given = next < arguments.size() && arguments[next];
     result += given ? std::string_view(*arguments[next]) : std::string_view("(null)");
     ++next;

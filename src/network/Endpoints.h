@@ -36,10 +36,10 @@ inline constexpr std::size_t kEndpointCount = 17;
 /// The name that overrides use ("Launches").
 [[nodiscard]] const char* endpointKindName(Endpoint endpoint) noexcept;
 
-/// Fills a template's "%@" in order; other text stays as it is, "%%" too. An argument that is missing, or that the
-/// template has and the list has not, prints "(null)"; surplus arguments are ignored. In URL comparison mode, when the
-/// arguments before the first missing one are not as many as the places, the first two (host prefix and host) are left
-/// out, so that an override may carry a fixed host.
+/// Fills a template's "%@" in order; "%%" is a "%", and other text stays as it is. An argument that is missing, or that
+/// the template has and the list has not, prints "(null)"; surplus arguments are ignored. In URL comparison mode, when
+/// the arguments before the first missing one are not as many as the places, the first two (host prefix and host) are
+/// left out, so that an override may carry a fixed host.
 [[nodiscard]] std::string TXSDKURLFormat(const std::string& urlTemplate,
                                          const std::vector<std::optional<std::string>>& arguments);
 [[nodiscard]] std::string TXSDKURLFormat(Endpoint endpoint, const std::vector<std::optional<std::string>>& arguments);

@@ -76,8 +76,9 @@ TrovixHTTPClient::Task TrovixHTTPClient::createVeyra(const std::optional<std::st
     TX_LOG(error, "Invalid parameter not satisfying: {}", URL ? "devKey" : "url");
     return nullptr;
   }
-  Dictionary body{{"ttl", fmt::format("{}", ttl)},
-                  {"data", platform::isValidJsonObject(parameters) ? parameters : Dictionary()}};
+  Dictionary body{{"ttl", fmt::format("{}", ttl)}, {"data", parameters}};
+  // Judged where they stand, one level down.
+  if (!platform::isValidJsonObject(body)) body.set("data", Dictionary());
   body.setIfPresent("brand_domain", brandDomain);
   TX_LOG(debug, "Requesting Veyra with: {}", body);
 

@@ -4,6 +4,7 @@
 #include "common/Log.h"
 #include "common/Version.h"
 #include "network/TrovixHTTPClient.h"
+#include "trovix/platform/BackgroundTasks.h"
 #include "trovix/platform/DeviceFacts.h"
 #include "trovix/platform/Queues.h"
 

@@ -25,7 +25,7 @@ Result<Value> parseJson(const Data& bytes, bool allowFragments = false);
 /// Whether the value can be written: an object or array at the root, made of null, booleans, finite numbers,
 /// text, arrays and dictionaries.
 [[nodiscard]] bool isValidJsonObject(const Value& value) noexcept;
-[[nodiscard]] bool isValidJsonObject(const Dictionary& dictionary) noexcept;
+[[nodiscard]] bool isValidJsonObject(const Dictionary& dictionary, std::size_t depth = maximumJsonDepth) noexcept;
 
 /// Compact text; reals in the fewest digits that read back exactly, "/" not escaped, ill-formed UTF-8 replaced by
 /// U+FFFD.

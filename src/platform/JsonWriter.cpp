@@ -172,7 +172,9 @@ Error writeError() {
 
 }  // namespace
 
-bool isValidJsonObject(const Dictionary& dictionary) noexcept { return isWritable(dictionary, maximumJsonDepth); }
+bool isValidJsonObject(const Dictionary& dictionary, std::size_t depth) noexcept {
+  return isWritable(dictionary, depth);
+}
 
 bool isValidJsonObject(const Value& value) noexcept {
   return (value.dictionary() != nullptr || value.array() != nullptr) && isWritable(value, maximumJsonDepth);

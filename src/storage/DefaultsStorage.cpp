@@ -17,7 +17,8 @@ double DefaultsStorage::doubleForKey(std::string_view key) {
 std::int64_t DefaultsStorage::integerForKey(std::string_view key) { return source().integer(key); }
 std::optional<Dictionary> DefaultsStorage::dictionaryForKey(std::string_view key) {
   auto stored = source().dictionary(key);
-  if (stored && !platform::isValidJsonObject(*stored)) stored.reset();
+  // A request carries it one level down.
+  if (stored && !platform::isValidJsonObject(*stored, platform::maximumJsonDepth - 1)) stored.reset();
   return stored;
 }
 bool DefaultsStorage::boolForKey(std::string_view key) { return source().boolean(key); }
@@ -73,6 +74,8 @@ std::int64_t DefaultsStorage::sessionCnt() { return successor(integerForKey(stor
 
 std::int64_t DefaultsStorage::increment(std::string_view key) {
   const platform::MutexLock lock(counterMutex_);
+  // An answer may come long after the last job; another process of the group may have counted since.
+  source().refresh();
   const std::int64_t next = successor(integerForKey(key));
   setInteger(next, key);
   return next;

@@ -1,8 +1,8 @@
 #include <cstdlib>
 
-#include "apps/collector/Checks.h"
-#include "apps/collector/Inspector.h"
-#include "tests/support/Testing.h"
+#include "collector/Checks.h"
+#include "collector/Inspector.h"
+#include "support/Testing.h"
 
 // Known answers, made with independent tools.
 namespace trovix::collector {

@@ -1,8 +1,8 @@
-#include "apps/collector/Scenario.h"
+#include "collector/Scenario.h"
 
-#include "apps/collector/Kinds.h"
+#include "collector/Kinds.h"
 #include "platform/Json.h"
-#include "tests/support/Testing.h"
+#include "support/Testing.h"
 
 namespace trovix::collector {
 

@@ -1,4 +1,4 @@
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 
 #include "linux/Loader.h"
 #include "linux/TemporaryDirectory.h"

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <unistd.h>
+
+#include <thread>
 
 #include "host/Prompt.h"
 
@@ -37,6 +40,33 @@ TEST(HostScriptDeathTest, RefusesWhatCannotRunAndKeepsTheExitStatus) {
     EXPECT_EQ(why != nullptr ? *why : "", complaint);
     EXPECT_EXIT(runPiped(script), testing::ExitedWithCode(status), "") << script.substr(0, 40);
   }
+}
+
+// Types on a terminal, each line when the prompt for it is there.
+[[noreturn]] void runTyped(const std::vector<std::string>& lines) {
+  int screen = -1, terminal = -1;
+  if (::openpty(&screen, &terminal, nullptr, nullptr, nullptr) != 0) std::abort();
+  ::dup2(terminal, STDIN_FILENO);
+  ::dup2(terminal, STDOUT_FILENO);
+  ::setenv("TERM", "dumb", 1);
+  ::alarm(60);  // without a prompt both sides wait
+  std::thread([screen, lines] {
+    for (const std::string& line : lines) {
+      char byte = 0;
+      for (std::string shown; !shown.ends_with("trovix> ") && ::read(screen, &byte, 1) == 1;) shown += byte;
+      if (::write(screen, line.data(), line.size()) < 0) std::abort();
+    }
+  }).detach();
+  Options options;
+  options.connectTo = "127.0.0.1:1";
+  Session session(options);
+  runPrompt(session);
+  session.finish();
+}
+
+TEST(HostScriptDeathTest, PromptsForEveryLineAndCompletesIt) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  EXPECT_EXIT(runTyped({"active\r", "active\r", "qu\t\r"}), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace trovix::host

@@ -28,6 +28,7 @@ TEST_F(ConversionDataTest, TellsVerdictsFromFailures) {
        {.status = 500, .body = R"({"error_reason":7})"},
        std::nullopt,
        "Error with status code: 500"},
+      {"a refusal in HTML", {.status = 502, .body = "<p>"}, std::nullopt, "Error with status code: 502"},
       {"the network", Answer::failure(timedOut), std::nullopt, "Request failed"},
       {"half an answer", {.body = R"({"campaign")"}, std::nullopt, R"({"campaign")"}};
   for (const auto& [name, answer, verdict, message] : cases) {

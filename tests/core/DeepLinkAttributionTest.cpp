@@ -287,8 +287,8 @@ TEST_F(DeepLinkAttributionTest, SkipsOneUniversalLinkOnly) {
 TEST_F(DeepLinkAttributionTest, KeepsTheServersLinkConfiguration) {
   const std::tuple<const char*, bool, const char*, const char*, const char*> cases[] = {
       {R"({"send_background":1,"vy_domain":"d.test","vy_ver":"2","vy_scheme":"shop"})", true, "d.test", "2", "shop"},
-      {R"({"send_background":"1","vy_domain":7,"vy_scheme":" \n"})", true, "d.test", "2", "shop"},
-      {R"({"vy_ver":"3"})", false, "d.test", "3", "shop"},
+      {R"({"send_background":"1","vy_domain":[],"vy_scheme":" \n"})", true, "d.test", "2", "shop"},
+      {R"({"vy_ver":3,"vy_domain":""})", false, "d.test", "3", "shop"},
       {"[]", false, "d.test", "3", "shop"}};
   start();
   for (const auto& [answer, isBackgroundRequestEnabled, domain, version, scheme] : cases) {

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "core/EventValue.h"
 #include "core/TrovixLibFixture.h"
 
@@ -201,16 +203,23 @@ TEST_F(EventDispatchTest, SendsTheReceiptWithTheFirstLaunchAndTimingsWithTheNext
   EXPECT_EQ(*first.body.find("meta"), Value(Dictionary{{"first_launch", Dictionary{{"init_to_fg", 250}}}}));
   EXPECT_EQ(*first.body.find("asa_data"), Value(Dictionary{{"token", "attribution-token"}}));
   EXPECT_EQ(*first.body.find("sk_rules"), Value(Dictionary{{"rules", 1}}));
+  // What has no JSON form stays away, and what can be taken only once is there again at the second attempt.
+  sdk->setPartnerDataWithPartnerId("partner", Dictionary{{"ratio", std::nan("")}});
+  device->network.answerOnce("launches.", Answer::failure(platform::urlError::timedOut));
   device->advance(6);
   start();
   device->advance(6);
   start();
   const auto launches = sent("launches.");
-  ASSERT_THAT(launches, SizeIs(2));
-  EXPECT_EQ(*launches[0].body.find("meta"),
-            Value(Dictionary{{"first_launch", Dictionary{{"init_to_fg", 250}, {"from_fg", 0}, {"net", 500}}},
-                             {"gcd", Dictionary{{"net", 0}, {"retries", 0}}}}));
-  EXPECT_EQ(launches[1].text("meta"), "(missing)");
+  ASSERT_THAT(launches, SizeIs(3));
+  for (const SentEvent& attempt : {launches[0], launches[1]}) {
+    EXPECT_EQ(*attempt.body.find("meta"),
+              Value(Dictionary{{"first_launch", Dictionary{{"init_to_fg", 250}, {"from_fg", 0}, {"net", 500}}},
+                               {"gcd", Dictionary{{"net", 0}, {"retries", 0}}},
+                               {"error", Dictionary()}}));
+    EXPECT_EQ(*attempt.body.find("partner_data"), Value(Dictionary()));
+  }
+  EXPECT_EQ(*launches[2].body.find("meta"), Value(Dictionary{{"error", Dictionary()}}));
   EXPECT_EQ(launches[0].text("sk_rules"), "(missing)");
 }
 

@@ -86,6 +86,7 @@ TEST_F(PushTest, FindsTheLinkOrTheInformationInAPayload) {
       {R"({"tx": 7, "a": {"x": {"data": {"url": "myapp://shop/1"}}}})", "myapp://shop/1", {}},
       {R"({"1": {"2": {"3": {"tx": "fourth"}}}})", {}, "fourth"},
       {R"({"1": {"2": {"3": {"4": {"tx": "fifth"}}}}, "z": {"tx": "sibling"}})", {}, "sibling"},
+      {R"({"tx": "", "a": {"tx": "not looked for"}})", {}, {}},
       {R"({"aps": {"alert": "hello"}})", {}, {}}};
   for (const auto& [payload, link, information] : cases) {
     SCOPED_TRACE(payload.substr(0, 100));

@@ -1,6 +1,6 @@
 #include "core/TrovixLibFixture.h"
 
-#include "apps/collector/Checks.h"
+#include "collector/Checks.h"
 #include "trovix/Json.h"
 
 namespace trovix::test {

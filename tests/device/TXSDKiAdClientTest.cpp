@@ -33,7 +33,7 @@ struct TXSDKiAdClientTest : testing::Test {
   test::Owner owner;
   std::shared_ptr<platform::SerialQueue> queue = device.queues.makeSerialQueue("serial");
   FrameworkLoader loader{device.frameworks};
-  TXSDKiAdClient client{loader, device.frameworks, device.facts, device.queues, owner.lifetime()};
+  TXSDKiAdClient client{loader, device.frameworks, device.facts, device.clock, device.queues, owner.lifetime()};
   const double start = device.now();
   std::vector<std::string> answers;
 };

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "linux/TemporaryDirectory.h"
 #include "quorrel/QuorrelCore.h"
 #include "trovix/TrovixLib.h"

@@ -2,7 +2,7 @@
 
 #include <future>
 
-#include "apps/collector/Collector.h"
+#include "collector/Collector.h"
 #include "platform/linux/CurlURLSessions.h"
 #include "platform/linux/LinuxQueues.h"
 #include "support/Testing.h"

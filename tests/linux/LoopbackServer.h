@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "apps/collector/HttpServer.h"
+#include "collector/HttpServer.h"
 #include "support/Testing.h"
 
 namespace trovix::test {

@@ -3,7 +3,8 @@
 #include <trovix/platform/LinuxPlatform.h>
 
 int main(int, char** arguments) {
-  trovix::platform::LinuxPlatform platform({.dataDirectory = arguments[1]});
+  // Lives as long as the process.
+  auto& platform = *new trovix::platform::LinuxPlatform({.dataDirectory = arguments[1]});
   trovix::platform::setDefaultPlatform(platform.services());
   const bool ready = quorrel::QuorrelCore::shared().readyStatus();
   return ready && trovix::TrovixLib::shared().getSDKVersion() == "version: 6.2.2 (build 64)" ? 0 : 1;

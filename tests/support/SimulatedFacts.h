@@ -3,9 +3,10 @@
 #include <limits>
 #include <map>
 
+#include "trovix/platform/Console.h"
 #include "trovix/platform/DeviceFacts.h"
 #include "trovix/platform/NotificationCenter.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 // Facts as plain fields with the values of an ordinary phone. What a test empties is not known.
 namespace trovix::test {

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "trovix/platform/ClassRegistry.h"
 #include "trovix/platform/Frameworks.h"
 #include "trovix/platform/Queues.h"
 

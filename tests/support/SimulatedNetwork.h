@@ -4,6 +4,7 @@
 #include <map>
 
 #include "trovix/Json.h"
+#include "trovix/platform/BackgroundTasks.h"
 #include "trovix/platform/Queues.h"
 #include "trovix/platform/URLSession.h"
 

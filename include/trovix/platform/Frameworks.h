@@ -2,10 +2,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "trovix/Error.h"
 #include "trovix/Export.h"
@@ -17,6 +15,7 @@ namespace trovix::platform {
 class TROVIX_API ASIdentifierManager {
  public:
   virtual ~ASIdentifierManager() = default;
+  /// Whether the user lets the identifier be used.
   [[nodiscard]] virtual bool isAdvertisingTrackingEnabled() const = 0;
   /// UUID text.
   [[nodiscard]] virtual std::optional<std::string> advertisingIdentifier() const = 0;
@@ -26,7 +25,7 @@ class TROVIX_API ASIdentifierManager {
 class TROVIX_API ATTrackingManager {
  public:
   virtual ~ATTrackingManager() = default;
-  /// 0 not determined, 1 restricted, 2 denied, 3 authorised; nothing when it does not answer the query.
+  /// 0 not determined, 1 restricted, 2 denied, 3 authorised; std::nullopt when it does not answer the query.
   [[nodiscard]] virtual std::optional<std::int64_t> trackingAuthorizationStatus() const = 0;
 };
 
@@ -44,7 +43,9 @@ class TROVIX_API ADClient {
 class TROVIX_API AAAttribution {
  public:
   virtual ~AAAttribution() = default;
+  /// Whether it can be asked for a token.
   [[nodiscard]] virtual bool respondsToAttributionToken() const = 0;
+  /// The token, or an error with the platform's code and message. May block.
   virtual Result<std::string> attributionToken() = 0;
 };
 
@@ -52,9 +53,13 @@ class TROVIX_API AAAttribution {
 class TROVIX_API SKAdNetworkClass {
  public:
   virtual ~SKAdNetworkClass() = default;
+  /// Whether it has the operation that registers.
   [[nodiscard]] virtual bool respondsToRegisterApp() const = 0;
+  /// Tells the ad network that the application was launched.
   virtual void registerAppForAdNetworkAttribution() = 0;
+  /// Whether it has the operation that updates.
   [[nodiscard]] virtual bool respondsToUpdateConversionValue() const = 0;
+  /// Sets the conversion value, 0 to 63.
   virtual void updateConversionValue(std::int64_t value) = 0;
 };
 
@@ -65,29 +70,16 @@ class TROVIX_API Frameworks {
   virtual ~Frameworks() = default;
   /// Opens "/System/Library/Frameworks/NAME.framework/NAME"; false when it does not load.
   [[nodiscard]] virtual bool open(const std::string& path) = 0;
+  /// AdSupport.
   [[nodiscard]] virtual ASIdentifierManager* identifierManager() = 0;
+  /// AppTrackingTransparency.
   [[nodiscard]] virtual ATTrackingManager* trackingManager() = 0;
+  /// iAd.
   [[nodiscard]] virtual ADClient* adClient() = 0;
+  /// AdServices.
   [[nodiscard]] virtual AAAttribution* attribution() = 0;
+  /// StoreKit.
   [[nodiscard]] virtual SKAdNetworkClass* adNetwork() = 0;
-};
-
-/// The companion SDK's class that fetches a deferred app link.
-class TROVIX_API AppLinkUtility {
- public:
-  virtual ~AppLinkUtility() = default;
-  [[nodiscard]] virtual bool respondsToFetchDeferredAppLink() const = 0;
-  /// Answers once: the link's absolute text (nothing when there is none) or an error.
-  virtual void fetchDeferredAppLink(std::function<void(Result<std::optional<std::string>>)> completion) = 0;
-};
-
-/// Classes of companion SDKs linked into the same application, looked up by name. Any thread.
-class TROVIX_API ClassRegistry {
- public:
-  virtual ~ClassRegistry() = default;
-  [[nodiscard]] virtual bool hasClass(std::string_view name) const = 0;
-  /// The class of that name as an app-link utility, or a null pointer.
-  [[nodiscard]] virtual std::shared_ptr<AppLinkUtility> appLinkUtility(std::string_view name) const = 0;
 };
 
 }  // namespace trovix::platform

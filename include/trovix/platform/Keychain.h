@@ -43,6 +43,7 @@ class TROVIX_API Keychain {
   virtual std::int32_t copyMatching(const Dictionary& query, Data& result) = 0;
   /// Sets the attributes of every matching item.
   virtual std::int32_t update(const Dictionary& query, const Dictionary& attributesToUpdate) = 0;
+  /// Removes every matching item.
   virtual std::int32_t remove(const Dictionary& query) = 0;
 };
 

@@ -27,6 +27,7 @@ enum class MainQueueMode : std::uint8_t {
   ownThread,
 };
 
+/// How a Linux platform is set up. The defaults suit an application that runs the main loop itself.
 struct LinuxPlatformOptions {
   /// Where everything that persists lives: DIR/app is the application's container (Library, Library/Caches, Documents,
   /// tmp, user defaults), DIR/group the app-group suites, DIR/keychain the keychain. Empty: the user's data directory
@@ -38,7 +39,9 @@ struct LinuxPlatformOptions {
   /// against anyone who can read the directory as this user: key and database lie side by side, and a Linux process
   /// without a login session has no better place. Only the data is sealed, not the other attributes.
   std::string dataDirectory = {};
-  /// The device profile: facts that a Linux machine does not have. What is absent takes its failure default.
+  /// The device profile: facts that a Linux machine does not have. What is absent takes its failure default, except
+  /// that the network interfaces, the time zone, the disk space and whether a debugger is attached come from the
+  /// machine when the profile does not say.
   Dictionary deviceProfile = {};
   /// "ADDRESS:PORT": every HTTPS connection goes there; names and certificates are still checked against the URL's
   /// host.
@@ -50,8 +53,10 @@ struct LinuxPlatformOptions {
   /// Plain http is otherwise refused except to loopback addresses.
   bool allowPlainHttp = false;
   MainQueueMode mainQueueMode = MainQueueMode::hostLoop;
+  /// For MainQueueMode::executor: posts the task to the host's event loop and returns. Any thread.
   std::function<void(std::function<void()>)> mainExecutor = {};
-  /// Told when the ad network class is called: nothing for a registration, the value for an update. Any thread.
+  /// Told when the ad network class is called: std::nullopt for a registration, the value for an update. Any thread.
+  /// Must not throw.
   std::function<void(std::optional<std::int64_t> value)> adNetworkObserver = {};
 };
 
@@ -64,6 +69,7 @@ class TROVIX_API LinuxPlatform {
   LinuxPlatform(const LinuxPlatform&) = delete;
   LinuxPlatform& operator=(const LinuxPlatform&) = delete;
 
+  /// The services, which live as long as this object.
   [[nodiscard]] Platform& services() noexcept;
 
   /// Reads a device profile from a JSON file.

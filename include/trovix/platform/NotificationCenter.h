@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,15 +28,18 @@ inline constexpr const char* launchUserActivityDictionaryKey = "UIApplicationLau
 inline constexpr const char* browsingWebActivityType = "NSUserActivityTypeBrowsingWeb";
 }  // namespace application
 
+/// A notice to the observers of its name.
 struct Notification {
   std::string name;
   std::optional<Dictionary> userInfo;
 };
 
-/// The default notification center. Handlers run on the posting thread, before `post` returns, in the order
-/// of registration. Any thread; a handler may add and remove observers.
+/// The default notification center. Handlers run on the posting thread, before `post` returns, in the order of
+/// registration. Any thread; a handler may add and remove observers, and must not throw: that ends the
+/// process.
 class TROVIX_API NotificationCenter {
  public:
+  /// Called with each notification of the name it was registered for.
   using Handler = std::function<void(const Notification&)>;
   /// Unregisters when it is destroyed, waiting for a running handler unless called from it.
   class Registration {
@@ -44,7 +48,9 @@ class TROVIX_API NotificationCenter {
   };
 
   virtual ~NotificationCenter() = default;
+  /// Registers the handler for notifications of that name, for as long as the registration lives.
   [[nodiscard]] virtual std::unique_ptr<Registration> addObserver(std::string_view name, Handler handler) = 0;
+  /// Returns once every observer of that name has been called.
   virtual void post(const Notification& notification) = 0;
 };
 

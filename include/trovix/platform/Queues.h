@@ -9,6 +9,7 @@
 
 namespace trovix::platform {
 
+/// What a queue runs. Must not throw.
 using Task = std::function<void()>;
 
 /// A timer. Destroying it invalidates it, which its own task may do. Any thread.
@@ -25,6 +26,7 @@ class TROVIX_API Timer {
 class TROVIX_API Queue {
  public:
   virtual ~Queue() = default;
+  /// Hands the task over; does not wait for it.
   virtual void post(Task task) = 0;
   /// Runs the task once the delay has passed; zero or less is the next turn.
   virtual void postAfter(std::chrono::nanoseconds delay, Task task) = 0;
@@ -37,6 +39,7 @@ class TROVIX_API Queue {
 /// One task at a time, in the order of posting.
 class TROVIX_API SerialQueue : public Queue {
  public:
+  /// The name that it was made with.
   [[nodiscard]] virtual const std::string& label() const = 0;
 };
 

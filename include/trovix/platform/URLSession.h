@@ -20,7 +20,9 @@ class TROVIX_API HeaderFields {
  public:
   /// Replaces a field of that name.
   void set(std::string_view name, std::string value);
+  /// Adds a field, beside those of the same name.
   void add(std::string name, std::string value);
+  /// The first field of that name, or a null pointer. Valid until the next change.
   [[nodiscard]] const std::string* find(std::string_view name) const noexcept;
   [[nodiscard]] bool empty() const noexcept { return fields_.empty(); }
   [[nodiscard]] auto begin() const noexcept { return fields_.begin(); }
@@ -30,6 +32,7 @@ class TROVIX_API HeaderFields {
   std::vector<std::pair<std::string, std::string>> fields_;
 };
 
+/// What is asked of a server.
 struct URLRequest {
   /// Absolute; what does not parse fails with -1000 (bad URL) in urlErrorDomain.
   std::string url;
@@ -40,6 +43,7 @@ struct URLRequest {
   std::optional<double> timeoutInterval = std::nullopt;
 };
 
+/// What a server answered, without the body.
 struct URLResponse {
   std::int64_t statusCode = 0;
   HeaderFields headers;
@@ -73,16 +77,18 @@ inline constexpr std::int64_t secureConnectionFailed = -1200;
 inline constexpr std::int64_t serverCertificateUntrusted = -1202;
 }  // namespace urlError
 
+/// A request on its way. Any thread.
 class TROVIX_API URLSessionTask {
  public:
   virtual ~URLSessionTask() = default;
   /// Unique within its session, from 1.
   [[nodiscard]] virtual std::uint64_t taskIdentifier() const = 0;
+  /// As it was handed in, before any redirect.
   [[nodiscard]] virtual const URLRequest& originalRequest() const = 0;
 };
 
 /// Asked before a redirect is followed, on the session's queue: `current` is the request that was answered.
-/// Answers the request to follow, or nothing, and then the redirecting response itself is the result.
+/// Answers the request to follow, or std::nullopt, and then the redirecting response itself is the result.
 using RedirectHandler = std::function<std::optional<URLRequest>(std::uint64_t taskIdentifier, const URLRequest& current,
                                                                 const URLResponse& response, URLRequest proposed)>;
 
@@ -90,6 +96,7 @@ using RedirectHandler = std::function<std::optional<URLRequest>(std::uint64_t ta
 /// Any thread.
 class TROVIX_API URLSession {
  public:
+  /// Called with how the task ended. Must not throw.
   using Completion = std::function<void(URLResult)>;
   virtual ~URLSession() = default;
   /// Starts at once. The completion is called exactly once; the task may be dropped.
@@ -98,23 +105,16 @@ class TROVIX_API URLSession {
   virtual void finishTasksAndInvalidate() = 0;
 };
 
+/// Where sessions come from. Any thread.
 class TROVIX_API URLSessions {
  public:
   virtual ~URLSessions() = default;
+  /// The process's session, which follows redirects.
   [[nodiscard]] virtual URLSession& shared() = 0;
   /// A default-configuration session without cookies and caches. Without a handler redirects are followed.
   [[nodiscard]] virtual std::shared_ptr<URLSession> makeSession(RedirectHandler redirectHandler) = 0;
   /// A session whose uploads go on when the application is in the background; null when the platform has none.
   [[nodiscard]] virtual std::shared_ptr<URLSession> makeBackgroundSession(const std::string& identifier) = 0;
-};
-
-/// Keeps the process alive for a short while after it goes to the background.
-class TROVIX_API BackgroundTasks {
- public:
-  virtual ~BackgroundTasks() = default;
-  /// The expiry handler runs when time is up; it must end the task.
-  [[nodiscard]] virtual std::uint64_t begin(std::function<void()> expiryHandler) = 0;
-  virtual void end(std::uint64_t identifier) = 0;
 };
 
 }  // namespace trovix::platform

@@ -22,13 +22,14 @@ class TROVIX_API UserDefaults {
   [[nodiscard]] virtual std::shared_ptr<const Value> object(std::string_view key) const = 0;
   /// A null value removes the key; nulls inside the value are left out.
   virtual void set(std::string_view key, Value value) = 0;
+  /// Removes the key; a key that is not there is no failure.
   virtual void remove(std::string_view key) = 0;
   /// All or nothing: a missing value removes its key.
   virtual void setAll(const std::vector<std::pair<std::string, std::optional<Value>>>& values) = 0;
   /// Sees what other processes wrote. Called at the start of a job, never per read.
   virtual void refresh() = 0;
 
-  // Typed reads convert as user defaults do: numbers and booleans read as text ("1"), text as numbers.
+  /// Typed reads convert as user defaults do: numbers and booleans read as text ("1"), text as numbers.
   [[nodiscard]] std::optional<std::string> string(std::string_view key) const;
   [[nodiscard]] double real(std::string_view key) const;
   [[nodiscard]] std::int64_t integer(std::string_view key) const;
@@ -36,9 +37,11 @@ class TROVIX_API UserDefaults {
   [[nodiscard]] std::optional<Dictionary> dictionary(std::string_view key) const;
 };
 
+/// The application's user defaults and the suites of its groups. Any thread.
 class TROVIX_API UserDefaultsDomains {
  public:
   virtual ~UserDefaultsDomains() = default;
+  /// The application's own.
   [[nodiscard]] virtual UserDefaults& standard() = 0;
   /// A suite shared between the processes of an application group, or a null pointer when it cannot be opened.
   /// The same name gives the same object. The object lives as long as the domains.

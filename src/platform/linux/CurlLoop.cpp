@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/linux/CurlErrors.h"
+
 namespace trovix::platform {
 
 CurlLoop::CurlLoop(CurlOptions options, std::shared_ptr<WorkerPool> pool)
@@ -44,14 +46,26 @@ void CurlLoop::endTurn() {
 void CurlLoop::run() {
   Loads loads;
   if (!beginTurn(loads)) return;
-  // On the pool's thread, because the first use of the libraries below takes its time.
-  if (!wire_) {
-    wire_ = std::make_unique<CurlWire>(options_);
-    pool_->watch(wire_->descriptor(), weak_from_this());
+  if (wire_ || openWire()) {
+    for (auto& load : loads) wire_->start(std::move(load));
+    wire_->drive();
+  } else {
+    for (const auto& load : loads) {
+      URLResult refused;
+      refused.error = urlLoadingError(urlError::cannotConnectToHost, load->request().url);
+      load->ended(std::move(refused), nullptr);
+    }
   }
-  for (auto& load : loads) wire_->start(std::move(load));
-  wire_->drive();
   endTurn();
+}
+
+// On the pool's thread, because the first use of the libraries below takes its time. A system without descriptors to
+// give is asked again by the next load.
+bool CurlLoop::openWire() {
+  auto wire = std::make_unique<CurlWire>(options_);
+  if (!wire->isUsable() || !pool_->watch(wire->descriptor(), weak_from_this())) return false;
+  wire_ = std::move(wire);
+  return true;
 }
 
 bool CurlLoop::stopUntil(std::chrono::steady_clock::time_point deadline) {

@@ -30,6 +30,7 @@ class CurlLoop : public WorkerPool::Job, public std::enable_shared_from_this<Cur
 
   bool beginTurn(Loads& loads);
   void endTurn();
+  bool openWire();
 
   const CurlOptions options_;
   const std::shared_ptr<WorkerPool> pool_;

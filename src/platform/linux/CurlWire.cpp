@@ -79,8 +79,8 @@ CurlWire::~CurlWire() {
   for (auto* easy : idleHandles_) curl_easy_cleanup(easy);
   curl_multi_cleanup(multi_);
   curl_slist_free_all(connectTo_);
-  ::close(timer_);
-  ::close(events_);
+  if (timer_ >= 0) ::close(timer_);
+  if (events_ >= 0) ::close(events_);
 }
 
 void CurlWire::start(std::shared_ptr<CurlLoad> load) {
@@ -93,7 +93,6 @@ void CurlWire::start(std::shared_ptr<CurlLoad> load) {
   auto url = CurlURL::parse(request.url, options_.allowPlainHttp);
   if (const auto* code = std::get_if<std::int64_t>(&url)) return refuse(*code);
   if (!isToken(request.method)) return refuse(urlError::badURL);
-  if (multi_ == nullptr || events_ < 0 || timer_ < 0) return refuse(urlError::cannotConnectToHost);
   void* easy = nullptr;
   if (idleHandles_.empty()) {
     easy = makeCurlEasy(options_);

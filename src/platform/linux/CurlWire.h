@@ -33,7 +33,9 @@ class CurlWire {
   CurlWire(const CurlWire&) = delete;
   CurlWire& operator=(const CurlWire&) = delete;
 
-  /// Readable while there is something to do for `drive`; -1 when the system gave none.
+  /// Whether the system gave what it needs; nothing else may be called otherwise.
+  [[nodiscard]] bool isUsable() const noexcept { return multi_ != nullptr && events_ >= 0 && timer_ >= 0; }
+  /// Readable while there is something to do for `drive`.
   [[nodiscard]] int descriptor() const noexcept { return events_; }
   void start(std::shared_ptr<CurlLoad> load);
   /// Moves on what can move.

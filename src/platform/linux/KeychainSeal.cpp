@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
@@ -45,6 +46,14 @@ int readKey(const std::string& path, SealingKey& key) {
   return 0;
 }
 
+/// The name is taken when another process was first, whose key is the one that counts. Not every file system has links,
+/// nor a rename that replaces nothing.
+void giveNameUnlessTaken(const char* draft, const char* path) {
+  if (::link(draft, path) == 0 || errno == EEXIST) return;
+  if (::renameat2(AT_FDCWD, draft, AT_FDCWD, path, RENAME_NOREPLACE) == 0 || errno == EEXIST) return;
+  ::rename(draft, path);
+}
+
 /// Makes a key under a name of its own first, so that another process never sees a part of it.
 void makeKey(const std::string& path) {
   SealingKey key{};
@@ -54,9 +63,7 @@ void makeKey(const std::string& path) {
   if (file < 0) return;
   const bool written = ::write(file, key.data(), key.size()) == static_cast<ssize_t>(key.size());
   ::close(file);
-  // Linking fails when another process was first, whose key is the one that counts. Any other failure is that of a
-  // file system without links.
-  if (written && ::link(draft.c_str(), path.c_str()) != 0 && errno != EEXIST) ::rename(draft.c_str(), path.c_str());
+  if (written) giveNameUnlessTaken(draft.c_str(), path.c_str());
   ::unlink(draft.c_str());
 }
 

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "trovix/platform/URLSession.h"
+#include "trovix/platform/BackgroundTasks.h"
 
 namespace trovix::platform {
 

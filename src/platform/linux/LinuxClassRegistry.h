@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/Mutex.h"
-#include "trovix/platform/Frameworks.h"
+#include "trovix/platform/ClassRegistry.h"
 
 namespace trovix::platform {
 

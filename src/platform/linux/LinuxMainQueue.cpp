@@ -78,11 +78,12 @@ bool LinuxMainQueue::runNext() {
   ++depth_;
   owner_ = std::this_thread::get_id();
   mutex_.unlock();
-  {
+  // A callback that throws ends the process here, on whatever thread it runs.
+  [&]() noexcept {
     const TaskFrame frame(*hub_, this);
     task();
     task = nullptr;
-  }
+  }();
   mutex_.lock();
   if (--depth_ == 0) changed_.notify_all();
   return true;

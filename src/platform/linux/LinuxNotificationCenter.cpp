@@ -25,7 +25,8 @@ class LinuxNotificationCenter::Observer {
       if (isRemoved_) return;
       runningThreads_.push_back(self);
     }
-    handler_(notification);
+    // A handler that throws ends the process here; whoever removes it would wait for ever.
+    [&]() noexcept { handler_(notification); }();
     {
       const MutexLock lock(mutex_);
       runningThreads_.erase(std::find(runningThreads_.begin(), runningThreads_.end(), self));

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "trovix/platform/Output.h"
+#include "trovix/platform/Console.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix::platform {
 

@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "platform/PropertyList.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix::platform {
 namespace {

@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix::platform {
 namespace {

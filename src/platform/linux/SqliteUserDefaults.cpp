@@ -3,7 +3,7 @@
 #include <fmt/core.h>
 
 #include "platform/linux/StoredValue.h"
-#include "trovix/platform/Output.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix::platform {
 namespace {
@@ -37,7 +37,7 @@ SqliteUserDefaults::SqliteUserDefaults(std::string path, SystemLog& log, unsigne
 SqliteUserDefaults::~SqliteUserDefaults() {
   if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
-  if (!unwritten_.empty() && database_.isOpen()) applyToFile({});
+  if (!unwritten_.empty()) applyToFile({});
 }
 
 bool SqliteUserDefaults::isPersistent() const {
@@ -69,7 +69,7 @@ void SqliteUserDefaults::setAll(const std::vector<std::pair<std::string, std::op
 void SqliteUserDefaults::refresh() {
   if (!isOwnProcess()) return;
   const MutexLock lock(fileMutex_);
-  if (!unwritten_.empty()) applyToFile({});
+  if (wasReplaced_ || !unwritten_.empty()) applyToFile({});
   if (!database_.isOpen()) return;
   if (database_.wasReplaced()) {
     adoptReplacement();

@@ -1,6 +1,7 @@
 #include "platform/linux/WorkerPool.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -69,11 +70,17 @@ void WorkerPool::setAlarm(std::chrono::steady_clock::time_point when, std::weak_
   ensureStarted();
 }
 
-void WorkerPool::watch(int descriptor, std::weak_ptr<Job> job) {
+bool WorkerPool::watch(int descriptor, std::weak_ptr<Job> job) {
   const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+  if (own < 0) return false;
   boost::system::error_code error;
-  if (own >= 0) context_->watched.assign(own, error);
-  if (own >= 0 && !error) awaitReadable(std::move(job));
+  context_->watched.assign(own, error);
+  if (error) {
+    ::close(own);
+    return false;
+  }
+  awaitReadable(std::move(job));
+  return true;
 }
 
 void WorkerPool::awaitReadable(std::weak_ptr<Job> job) {

@@ -40,8 +40,9 @@ class WorkerPool : public std::enable_shared_from_this<WorkerPool> {
   void post(const std::shared_ptr<Job>& job);
   /// Runs the job at that time, in place of an earlier alarm. The caller keeps other calls of this out meanwhile.
   void setAlarm(std::chrono::steady_clock::time_point when, std::weak_ptr<Job> job);
-  /// Runs the job whenever the descriptor, of which the pool keeps a duplicate, is readable. Once per pool.
-  void watch(int descriptor, std::weak_ptr<Job> job);
+  /// Runs the job whenever the descriptor, of which the pool keeps a duplicate, is readable. Once per pool, unless the
+  /// answer is that the system had no descriptor to give.
+  [[nodiscard]] bool watch(int descriptor, std::weak_ptr<Job> job);
   /// One more thread, to stand in for one that does not come back.
   void addThread();
   /// Whether the caller is a thread of this pool.

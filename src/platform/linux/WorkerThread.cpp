@@ -13,7 +13,8 @@ WorkerThread::~WorkerThread() {
 }
 
 bool WorkerThread::start(const char* name, std::function<void()> body) {
-  std::packaged_task<void()> task(std::move(body));
+  // A callback that throws ends the process here, and is not kept in the task's result.
+  std::packaged_task<void()> task([body = std::move(body)]() noexcept { body(); });
   auto ended = task.get_future();
   // A thread inherits the mask of its maker. Faults stay deliverable: blocked ones would kill without a handler.
   sigset_t blocked;

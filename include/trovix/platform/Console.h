@@ -14,12 +14,4 @@ class TROVIX_API Console {
   virtual void print(std::string_view text) = 0;
 };
 
-/// The system's log. Any thread.
-class TROVIX_API SystemLog {
- public:
-  virtual ~SystemLog() = default;
-  /// One line, without its line feed.
-  virtual void write(std::string_view line) = 0;
-};
-
 }  // namespace trovix::platform
