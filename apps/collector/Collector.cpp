@@ -7,6 +7,7 @@
 #include <map>
 
 #include "collector/Authority.h"
+#include "collector/CollectorError.h"
 #include "collector/HealthyAnswers.h"
 #include "collector/HttpServer.h"
 #include "collector/Inspector.h"

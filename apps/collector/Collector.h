@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "collector/CollectorError.h"
 #include "trovix/Error.h"
 #include "trovix/Value.h"
 

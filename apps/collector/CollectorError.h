@@ -9,7 +9,7 @@
 
 namespace trovix::collector {
 
-/// Domain of what start() and setScenario() refuse; the message says what is wrong.
+/// Domain of what a Collector refuses; the message says what is wrong.
 inline constexpr const char* collectorErrorDomain = "example.trovix.collector";
 /// Code of a scenario that cannot be read; other failures have 0.
 inline constexpr std::int64_t collectorScenarioCode = 1;

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "collector/Collector.h"
+#include "collector/CollectorError.h"
 #include "platform/Json.h"
 
 namespace {

@@ -56,7 +56,8 @@ class TROVIX_API TrovixLib {
   }
   void logEventWithEventName(std::string eventName, std::optional<Dictionary> eventValues,
                              Completion completionHandler);
-  /// Fetches the install's conversion data, or serves what is kept; the delegate hears of it.
+  /// Fetches the install's conversion data, or serves what is kept; the delegate hears of it. Looks at what is kept on
+  /// the caller's thread, which may write to disk.
   void getConversionData();
   /// Holds requests back until the user has answered the consent prompt, or for that many seconds.
   void waitForATTUserAuthorizationWithTimeoutInterval(double timeoutInterval);
@@ -114,12 +115,13 @@ class TROVIX_API TrovixLib {
   void setSharingFilter(const std::optional<std::vector<std::string>>& sharingFilter);
   /// No partner gets it; a later filter cannot narrow this.
   void setSharingFilterForAllPartners();
-  /// While stopped no launch, event, purchase, push token or closing report is taken on, and no conversion data is
-  /// asked for. Ad revenue and conversion rules are not affected. Setting it writes to storage that it was used.
+  /// While stopped no launch, event, purchase, push token, impression or closing report is taken on, and neither
+  /// conversion data nor remote debugging is asked for. Ad revenue, conversion rules and links are not affected.
+  /// Setting it writes to storage that it was used.
   [[nodiscard]] bool isStopped() const;
   void setIsStopped(bool isStopped);
 
-  /// Whether log lines go to the system's log: one switch for the process. Default false.
+  /// Whether log lines go to the system's log. Setting it turns one switch of the process. Default false.
   [[nodiscard]] bool isDebug() const;
   void setIsDebug(bool isDebug);
   /// Adds trace lines and time stamps to what `isDebug` lets through: one switch for the process. Default false.
@@ -130,7 +132,8 @@ class TROVIX_API TrovixLib {
   /// Whether launches and events carry the device's name. Default false.
   [[nodiscard]] bool shouldCollectDeviceName() const;
   void setShouldCollectDeviceName(bool flag);
-  /// True leaves the advertising identifier unread, so that requests carry none. Default false.
+  /// True leaves the advertising identifier unread. One that was read before may still go out until the next launch or
+  /// event. Default false.
   [[nodiscard]] bool disableAdvertisingIdentifier() const;
   void setDisableAdvertisingIdentifier(bool flag);
   /// True leaves the search-ads attribution token unread. Default false.
@@ -142,7 +145,8 @@ class TROVIX_API TrovixLib {
   /// True leaves the ad network alone: no registration and no conversion values. Default false.
   [[nodiscard]] bool disableSKAdNetwork() const;
   void setDisableSKAdNetwork(bool flag);
-  /// True leaves the vendor identifier out of requests. Default false.
+  /// True leaves the vendor identifier out of launches, events, push tokens and deferred deep links; cross-promotion
+  /// carries it all the same. Default false.
   [[nodiscard]] bool disableIDFVCollection() const;
   void setDisableIDFVCollection(bool flag);
   /// True marks requests with "deviceTrackingDisabled". Default false.
@@ -173,8 +177,8 @@ class TROVIX_API TrovixLib {
   /// SDK is not asked.
   [[nodiscard]] std::optional<std::string> facebookDeferredAppLink() const;
   void setFacebookDeferredAppLink(std::optional<std::string> link);
-  /// A name that is not empty has the first launch of the process ask the companion SDK's class "FBSDKAppLinkUtility"
-  /// for a deferred app link.
+  /// A name that is not empty has cold starts, first launches and search-ads launches ask the companion SDK's class
+  /// "FBSDKAppLinkUtility" for a deferred app link, until there is one.
   void enableFacebookDeferredApplinksWithClass(std::optional<std::string> className);
 
   /// Who hears of conversion data and attributed links. Held weakly.

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <utility>
 
 #include "agent/QuorrelAdjustModule.h"
 #include "agent/QuorrelTrovixModule.h"
 #include "platform/Mutex.h"
 #include "trovix/TrovixLib.h"
+#include "trovix/platform/Platform.h"
 
 namespace quorrel {
 

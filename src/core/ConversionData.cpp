@@ -121,7 +121,7 @@ void ConversionData::didReceive(const std::optional<Value>& response, const Dict
     organic.set("tx_message", "organic install");
     return didSucceed(std::move(organic), information, startTime);
   }
-  // A refusal is told by its status, whatever its body looks like.
+  // A body that does not parse does not hide the status of a refusal.
   if (error && (status == kOK || isTransportError(error))) return deliverFailure(*error);
   if (const auto refused = refusal(status, body)) return deliverFailure(*refused);
   didSucceed(*body, information, startTime);

@@ -116,11 +116,10 @@ void ConversionRuleFetcher::add(Request request) {
 
 void ConversionRuleFetcher::send(const Request& request, const std::shared_ptr<TXSDKOperation>& operation) {
   with_.http.requestWithURL(
-      // Called before this returns.
-      [this, &request] {
+      [this, endpoint = request.endpoint, rest = request.arguments] {
         std::vector<std::optional<std::string>> arguments{with_.settings.hostPrefix(), with_.settings.host()};
-        arguments.insert(arguments.end(), request.arguments.begin(), request.arguments.end());
-        std::string URL = TXSDKURLFormat(request.endpoint, arguments);
+        arguments.insert(arguments.end(), rest.begin(), rest.end());
+        std::string URL = TXSDKURLFormat(endpoint, arguments);
         TX_LOG(debug, "[SKAd] URL: {}\n", URL);
         return std::optional(std::move(URL));
       },

@@ -128,7 +128,7 @@ void LaunchLifecycle::checkSearchAdsOnce() {
 
 void LaunchLifecycle::didReceiveSearchAds(const Dictionary& attribution) {
   // What no request can carry would be asked for, and reported by one more launch, at every start.
-  if (!platform::isValidJsonObject(attribution)) return;
+  if (!platform::isValidJsonObject(attribution, platform::maximumJsonDepth - 1)) return;
   with_.storage.setDictionary(attribution, storageKey::searchAdsAttribution);
   with_.storage.save();
   TX_LOG(debug, "[iAD]: Will send to attr: {}\nApple Search Ads: {}", 1, attribution);

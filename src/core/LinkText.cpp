@@ -17,7 +17,9 @@ std::string without(std::string_view text, std::string_view removed) {
   result.reserve(text.size());
   const char* rest = text.data();
   const char* const end = rest + text.size();
-  for (const char* found = rest; (found = std::search(rest, end, searcher)) != end;) {
+  for (;;) {
+    const char* const found = std::search(rest, end, searcher);
+    if (found == end) break;
     result.append(rest, found);
     rest = found + removed.size();
   }

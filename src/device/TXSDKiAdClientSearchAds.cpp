@@ -1,4 +1,6 @@
 #include <array>
+#include <atomic>
+#include <memory>
 #include <utility>
 
 #include "device/TXSDKiAdClient.h"
@@ -63,9 +65,11 @@ void TXSDKiAdClient::attempt(AttemptSequence sequence) {
     sequence.completion(Dictionary{{"error", "requestAttributionDetailsWithBlock not respondsToSelector"}});
     return;
   }
-  // The client answers on a thread of its own choice.
+  // The client answers on a thread of its own choice, and not every one keeps its word to answer once.
   client->requestAttributionDetails(
-      lifetime_.guard([this, sequence = std::move(sequence)](Result<Dictionary> details) mutable {
+      lifetime_.guard([this, isAnswered = std::make_shared<std::atomic<bool>>(false),
+                       sequence = std::move(sequence)](Result<Dictionary> details) mutable {
+        if (isAnswered->exchange(true)) return;
         queues_.globalQueue().post(
             lifetime_.guard([this, sequence = std::move(sequence), details = std::move(details)]() mutable {
               handleDetails(std::move(sequence), details);

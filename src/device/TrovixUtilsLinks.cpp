@@ -41,10 +41,11 @@ std::optional<std::string> queryValue(const Value& value) {
 
 Dictionary TrovixUtils::queryParametersFromURL(const platform::Url& url) {
   Dictionary parameters;
-  // One item in sixteen bytes at most, so that a long link of tiny items does not take many times its own size.
-  const std::string_view link = url.absoluteString();
-  const auto values = static_cast<std::size_t>(std::count(link.begin(), link.end(), '='));
-  parameters.reserve(std::min(values, link.size() / 16));
+  // For one item in sixteen bytes at most: a link of tiny items, perhaps all of one name, does not take many times its
+  // size before it is read.
+  const std::string query = url.query().value_or("");
+  const auto items = static_cast<std::size_t>(std::count(query.begin(), query.end(), '&')) + 1;
+  parameters.reserve(std::min(items, query.size() / 16));
   url.visitQueryItems([&](platform::QueryItem item) {
     if (item.value) parameters.set(item.name, *std::move(item.value));
   });

@@ -74,7 +74,7 @@ std::int64_t DefaultsStorage::sessionCnt() { return successor(integerForKey(stor
 
 std::int64_t DefaultsStorage::increment(std::string_view key) {
   const platform::MutexLock lock(counterMutex_);
-  // An answer may come long after the last job; another process of the group may have counted since.
+  // An answer may come long after the last job; another process may have counted since.
   source().refresh();
   const std::int64_t next = successor(integerForKey(key));
   setInteger(next, key);

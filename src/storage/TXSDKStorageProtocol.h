@@ -42,7 +42,8 @@ class TXSDKStorageProtocol {
   virtual void removeKey(std::string_view key) = 0;
   /// Does nothing: every write persists by itself.
   virtual void save() = 0;
-  /// Sees what other processes wrote. Called at the start of a serial job, never per read.
+  /// Sees what other processes wrote. Called at the start of a serial job, never per read; before a counter rises it
+  /// happens by itself.
   virtual void refresh() = 0;
 
   // Counters. Increments answer the new value; two in one process never give the same.

@@ -2,7 +2,10 @@
 #include <pty.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "host/Prompt.h"
 
@@ -56,6 +59,7 @@ TEST(HostScriptDeathTest, RefusesWhatCannotRunAndKeepsTheExitStatus) {
       for (std::string shown; !shown.ends_with("trovix> ") && ::read(screen, &byte, 1) == 1;) shown += byte;
       if (::write(screen, line.data(), line.size()) < 0) std::abort();
     }
+    for (char rest[256]; ::read(screen, rest, sizeof rest) > 0;) continue;
   }).detach();
   Options options;
   options.connectTo = "127.0.0.1:1";

@@ -109,7 +109,7 @@ class TROVIX_API URLSession {
 class TROVIX_API URLSessions {
  public:
   virtual ~URLSessions() = default;
-  /// The process's session, which follows redirects.
+  /// The platform's shared session, which follows redirects.
   [[nodiscard]] virtual URLSession& shared() = 0;
   /// A default-configuration session without cookies and caches. Without a handler redirects are followed.
   [[nodiscard]] virtual std::shared_ptr<URLSession> makeSession(RedirectHandler redirectHandler) = 0;

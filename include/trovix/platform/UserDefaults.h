@@ -26,7 +26,7 @@ class TROVIX_API UserDefaults {
   virtual void remove(std::string_view key) = 0;
   /// All or nothing: a missing value removes its key.
   virtual void setAll(const std::vector<std::pair<std::string, std::optional<Value>>>& values) = 0;
-  /// Sees what other processes wrote. Called at the start of a job, never per read.
+  /// Sees what other processes wrote. Called at the start of a job and before a counter rises, never per read.
   virtual void refresh() = 0;
 
   /// Typed reads convert as user defaults do: numbers and booleans read as text ("1"), text as numbers.

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/linux/CurlErrors.h"
+#include "trovix/platform/URLSession.h"
 
 namespace trovix::platform {
 
