@@ -37,7 +37,9 @@ std::optional<TXSDKEvent> checkCache(test::SimulatedDevice& device, const std::s
   const auto both = cache.cachedEvents();
   require(both.size() == 2 && both.front().filePath == path && both.back().filePath == copy.filePath);
   require(both.back().options == copy.options);
-  if (platform::isValidUtf8(*copy.URL)) require(both.back().URL->starts_with(*copy.URL));
+  // Ill-formed bytes and NULs, which no address has, are replaced.
+  const bool isWritable = platform::isValidUtf8(*copy.URL) && copy.URL->find('\0') == std::string::npos;
+  if (isWritable) require(both.back().URL->starts_with(*copy.URL));
   cache.deleteEvent(copy);
   return events.front();
 }

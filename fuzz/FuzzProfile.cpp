@@ -2,13 +2,13 @@
 // absent, dates stay dates, and every event can be written.
 #include "core/TrovixLibParts.h"
 #include "fuzz/Support.h"
+#include "platform/WithoutNulls.h"
 #include "platform/linux/DeviceProfile.h"
 #include "platform/linux/LinuxBundle.h"
 #include "platform/linux/LinuxFrameworks.h"
 #include "platform/linux/LinuxLocale.h"
 #include "platform/linux/LinuxNetworkInterfaces.h"
 #include "platform/linux/ProfileFacts.h"
-#include "platform/linux/StoredValue.h"
 #include "platform/linux/TimeZone.h"
 #include "trovix/platform/NotificationCenter.h"
 

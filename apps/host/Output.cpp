@@ -21,9 +21,7 @@ Value printable(const Value& value) {
     for (const auto& entry : *array) copy.push_back(printable(entry));
     return copy;
   }
-  if (const auto* data = value.data()) {
-    return platform::base64({reinterpret_cast<const char*>(data->data()), data->size()});
-  }
+  if (const auto* data = value.data()) return platform::base64(platform::textOf(*data));
   const bool isFiniteNumber = value.kind() != Value::Kind::real || std::isfinite(value.doubleValue());
   return value.date() != nullptr || !isFiniteNumber ? Value(description(value)) : value;
 }

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 
 #include "trovix/Error.h"

@@ -83,12 +83,11 @@ class TROVIX_API Dictionary {
 
  private:
   [[nodiscard]] std::size_t indexOf(std::string_view key) const noexcept;
-  /// Room for so many entries.
+  /// Makes the index anew, for that many entries.
   void rebuildIndex(std::size_t expected);
   /// Where the key stands in the index, which is not empty, or the free place for it.
   [[nodiscard]] std::size_t slotOf(std::string_view key) const noexcept;
   [[nodiscard]] std::size_t positionAt(std::size_t slot) const noexcept;
-  std::vector<Entry>& entries() noexcept { return entries_; }
 
   std::vector<Entry> entries_;
   std::vector<std::uint32_t> index_;  // open addressing over entries_, position + 1; empty while small
@@ -190,7 +189,7 @@ void Dictionary::setIfPresent(std::string_view key, const std::optional<T>& valu
 
 template <typename Predicate>
 void Dictionary::removeIf(Predicate matches) {
-  std::erase_if(entries(), [&](const Entry& entry) { return matches(entry); });
+  std::erase_if(entries_, [&](const Entry& entry) { return matches(entry); });
   rebuildIndex(entries_.size());
 }
 

@@ -7,6 +7,10 @@
 #include "platform/Mutex.h"
 
 namespace quorrel {
+
+using trovix::platform::Mutex;
+using trovix::platform::MutexLock;
+
 namespace {
 
 struct Registration {
@@ -49,14 +53,18 @@ thread_local const Delivery* Delivery::innermost_ = nullptr;
 }  // namespace
 
 struct SPEventNotifierManager::Registry {
-  std::mutex mutex;
-  std::condition_variable delivered;
-  // Guarded by mutex, as are the fields of each registration.
+  Mutex mutex;
+  std::condition_variable_any delivered;
+  // The mutex guards the fields of each registration too.
   // A removed one stays until its last callback has returned, so that whoever removes it too can wait for that.
-  std::vector<std::shared_ptr<Registration>> registrations;
+  std::vector<std::shared_ptr<Registration>> registrations TX_GUARDED_BY(mutex);
 
-  void forgetRemoved() {
+  void forgetRemoved() TX_REQUIRES(mutex) {
     std::erase_if(registrations, [](const auto& each) { return each->removed && each->deliveries == 0; });
+  }
+  [[nodiscard]] bool isRemoving(const std::shared_ptr<QuorrelObserver>& observer) const TX_REQUIRES(mutex) {
+    return std::any_of(registrations.begin(), registrations.end(),
+                       [&](const auto& each) { return each->removed && each->isOf(observer); });
   }
 };
 
@@ -65,7 +73,7 @@ SPEventNotifierManager::~SPEventNotifierManager() = default;
 
 void SPEventNotifierManager::addObserver(const std::shared_ptr<QuorrelObserver>& observer) {
   if (!observer) return;
-  const std::lock_guard lock(registry_->mutex);
+  const MutexLock lock(registry_->mutex);
   auto& registrations = registry_->registrations;
   std::erase_if(registrations, [](const auto& registration) { return registration->observer.expired(); });
   const bool known = std::any_of(registrations.begin(), registrations.end(), [&](const auto& registration) {
@@ -75,32 +83,27 @@ void SPEventNotifierManager::addObserver(const std::shared_ptr<QuorrelObserver>&
 }
 
 void SPEventNotifierManager::removeObserver(const std::shared_ptr<QuorrelObserver>& observer) {
-  std::unique_lock lock(registry_->mutex);
-  const auto& registrations = registry_->registrations;
-  for (const auto& registration : registrations) {
+  const MutexLock lock(registry_->mutex);
+  for (const auto& registration : registry_->registrations) {
     if (registration->isOf(observer)) registration->removed = true;
   }
   registry_->forgetRemoved();
   // Callbacks that remove their own observer at the same time would wait for each other.
   if (Delivery::isInside(observer)) return;
-  registry_->delivered.wait(lock, [&] {
-    return std::none_of(registrations.begin(), registrations.end(), [&](const auto& registration) {
-      return registration->removed && registration->isOf(observer);
-    });
-  });
+  while (registry_->isRemoving(observer)) registry_->delivered.wait(registry_->mutex);
 }
 
 void SPEventNotifierManager::sendEventToDelegates(
     const std::function<void(const std::shared_ptr<QuorrelObserver>&)>& block) {
   std::vector<std::shared_ptr<Registration>> registrations;
   {
-    const std::lock_guard lock(registry_->mutex);
+    const MutexLock lock(registry_->mutex);
     registrations = registry_->registrations;
   }
   for (const auto& registration : registrations) {
     std::shared_ptr<QuorrelObserver> observer;
     {
-      const std::lock_guard lock(registry_->mutex);
+      const MutexLock lock(registry_->mutex);
       if (registration->removed) continue;
       observer = registration->observer.lock();
       if (!observer) continue;
@@ -113,7 +116,7 @@ void SPEventNotifierManager::sendEventToDelegates(
     }();
     observer.reset();  // whoever waits for this callback may take what the observer uses away after it
     {
-      const std::lock_guard lock(registry_->mutex);
+      const MutexLock lock(registry_->mutex);
       --registration->deliveries;
       registry_->forgetRemoved();
     }

@@ -8,27 +8,14 @@
 namespace trovix {
 namespace {
 
-struct AllowedBytes {
-  bool of[256] = {};
-};
-
-constexpr AllowedBytes allowing(std::string_view punctuation) {
-  AllowedBytes allowed;
-  for (int c = 'a'; c <= 'z'; ++c) allowed.of[c] = true;
-  for (int c = 'A'; c <= 'Z'; ++c) allowed.of[c] = true;
-  for (int c = '0'; c <= '9'; ++c) allowed.of[c] = true;
-  for (const char c : punctuation) allowed.of[static_cast<unsigned char>(c)] = true;
-  return allowed;
-}
-
-constexpr AllowedBytes kQueryBytes = allowing("-._~!$&'()*+,;=:@/?");
-constexpr AllowedBytes kUnreservedBytes = allowing("-._~");
+constexpr platform::AllowedBytes kQueryBytes = platform::allowedBytes("-._~!$&'()*+,;=:@/?");
+constexpr platform::AllowedBytes kUnreservedBytes = platform::allowedBytes("-._~");
 
 }  // namespace
 
-std::string TXSDKPercentEscapes(std::string_view text) { return platform::percentEncode(text, kQueryBytes.of); }
+std::string TXSDKPercentEscapes(std::string_view text) { return platform::percentEncode(text, kQueryBytes); }
 
-std::string txsdk_escapeString(std::string_view text) { return platform::percentEncode(text, kUnreservedBytes.of); }
+std::string txsdk_escapeString(std::string_view text) { return platform::percentEncode(text, kUnreservedBytes); }
 
 std::optional<std::string> txsdk_queryString(const Dictionary& parameters) {
   if (parameters.empty()) return std::nullopt;

@@ -4,6 +4,7 @@
 
 #include "common/Counter.h"
 #include "common/Encoding.h"
+#include "common/EventOptions.h"
 #include "common/Log.h"
 #include "common/Version.h"
 #include "core/EventPayload.h"
@@ -16,7 +17,6 @@
 namespace trovix {
 namespace {
 
-constexpr std::uint64_t kAdRevenueLogKind = 1;
 constexpr int kPayloadType = 0;
 
 std::string outcomeText(const std::optional<Value>& response, Dictionary information,
@@ -49,19 +49,14 @@ void AdRevenue::sendAdRevenueWithParameters(Dictionary adNetwork) {
 
 void AdRevenue::send(const std::string& URL, Dictionary parameters) {
   const auto task = http_.requestWithURL(
-      [URL] { return std::optional(URL); }, {},
-      {.method = "POST",
-       .dictionary = std::move(parameters),
-       .retries = 0,
-       .isReturnJSON = false,
-       .isSharedSession = true},
+      [URL] { return std::optional(URL); }, {}, {.method = "POST", .dictionary = std::move(parameters)},
       [](const std::optional<Value>& response, const Dictionary& information, const std::optional<Error>& error) {
         TX_LOG(debug, "AdRevenue session task finished:\n{}", outcomeText(response, information, error));
       });
   if (!task || !logging::isWanted(LogLevel::debug)) return;
   const platform::URLRequest& request = task->originalRequest();
   const std::string body = request.body ? std::string(request.body->begin(), request.body->end()) : std::string();
-  TrovixUtils::logRequestContent(kAdRevenueLogKind,
+  TrovixUtils::logRequestContent(eventOption::adRevenue,
                                  request.url + "; taskIdentifier: " + std::to_string(task->taskIdentifier()), body);
 }
 

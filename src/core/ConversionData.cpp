@@ -97,8 +97,7 @@ void ConversionData::fetch() {
   auto completion = lifetime_.guard(
       [this, startTime](const std::optional<Value>& response, const Dictionary& information,
                         const std::optional<Error>& error) { didReceive(response, information, error, startTime); });
-  http_.requestWithURL(std::move(address), {}, {.method = "GET", .retries = kRetries, .isReturnJSON = true},
-                       std::move(completion));
+  http_.requestWithURL(std::move(address), {}, {.retries = kRetries, .isReturnJSON = true}, std::move(completion));
 }
 
 std::string ConversionData::url() {

@@ -129,7 +129,7 @@ void ConversionRuleFetcher::send(const Request& request, const std::shared_ptr<T
         urlRequest.timeoutInterval = kTimeout;
         return urlRequest;
       },
-      {.method = "GET", .retries = 0, .isReturnJSON = true, .isSharedSession = true},
+      {.isReturnJSON = true},
       // Events raise the value on the serial queue; an answer beside them could set it back.
       with_.lifetime.guard([this, request, operation](std::optional<Value> response, const Dictionary&,
                                                       std::optional<Error> error) {

@@ -51,9 +51,6 @@ class ConversionRuleFetcher final : public ConversionRules {
   [[nodiscard]] bool isS2SModeEnabled() const override;
   [[nodiscard]] bool isSKWindowExpired() const override;
 
-  /// The keeper, made on first use; null while the host has switched SKAdNetwork off.
-  [[nodiscard]] std::shared_ptr<TXSDKSKAdNetwork> SKAdNetwork() const;
-
  private:
   struct Request {
     std::string operationPrefix = {};
@@ -66,6 +63,8 @@ class ConversionRuleFetcher final : public ConversionRules {
     /// Serial queue.
     std::function<void(const Value&)> handleResponse = {};
   };
+  /// The keeper, made on first use; null while the host has switched SKAdNetwork off.
+  [[nodiscard]] std::shared_ptr<TXSDKSKAdNetwork> SKAdNetwork() const;
   void requestRules();
   void add(Request request);
   void send(const Request& request, const std::shared_ptr<TXSDKOperation>& operation);

@@ -102,7 +102,7 @@ void DeepLinkAttribution::resolveEsp(const std::string& link, std::shared_ptr<Li
         request.headers.set(EspRedirects::headerName, kSDKVersion);
         return request;
       },
-      {.method = "GET", .retries = 0, .isReturnJSON = false, .isSharedSession = false},
+      {.isSharedSession = false},
       with_.lifetime.guard(
           [this, link, startTime, record = std::move(record), handler = std::move(handler)](
               const std::optional<Value>&, const Dictionary& information, const std::optional<Error>& error) {
@@ -183,7 +183,7 @@ void DeepLinkAttribution::expandShortLink(const std::string& path, std::shared_p
         request.headers.set("authorization", authorization.authorization);
         return request;
       },
-      {.method = "GET", .retries = 0, .isReturnJSON = true, .isSharedSession = true},
+      {.isReturnJSON = true},
       with_.lifetime.guard([this, URL, record = std::move(record)](const std::optional<Value>& response,
                                                                    const Dictionary& information,
                                                                    const std::optional<Error>& error) {

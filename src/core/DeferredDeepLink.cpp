@@ -5,6 +5,7 @@
 #include "common/Version.h"
 #include "core/DeepLinkDelivery.h"
 #include "core/Installation.h"
+#include "core/SessionState.h"
 #include "core/Settings.h"
 #include "device/TXSDKiAdClient.h"
 #include "network/Endpoints.h"
@@ -96,7 +97,7 @@ void DeferredDeepLink::send(const Dictionary& body, const std::string& signature
         request.timeoutInterval = timeout;
         return request;
       },
-      {.method = "POST", .dictionary = body, .retries = 0, .isReturnJSON = true, .isSharedSession = true},
+      {.method = "POST", .dictionary = body, .isReturnJSON = true},
       with_.lifetime.guard([this, operation](const std::optional<Value>& response, const Dictionary&,
                                              const std::optional<Error>& error) {
         didReceive(response, error);
@@ -111,7 +112,7 @@ void DeferredDeepLink::didReceive(const std::optional<Value>& response, const st
   with_.performance.setInfo(Value(static_cast<std::uint64_t>(result.status())),
                             TXSDKPerformance::deferredDeepLinkStatus);
   with_.performance.setInfo(Value(with_.settings.deepLinkTimeout.load()), TXSDKPerformance::deferredDeepLinkTimeout);
-  if (with_.settings.skipDDLResult) {
+  if (with_.session.skipDDLResult) {
     TX_LOG(debug, "[DDL] Skipping `DDL` result\n");
     return;
   }

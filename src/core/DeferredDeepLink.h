@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -16,6 +15,7 @@ namespace trovix {
 
 class DeepLinkDelivery;
 class Installation;
+class SessionState;
 class Settings;
 class TXSDKBuffer;
 class TXSDKPerformance;
@@ -30,6 +30,7 @@ class DeferredDeepLink {
     platform::Platform& platform;
     platform::SerialQueue& serial;
     Settings& settings;
+    SessionState& session;
     Installation& installation;
     TXSDKStorageProtocol& storage;
     TXSDKiAdClient& iAdClient;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/Encoding.h"
+#include "common/EventOptions.h"
 #include "common/Log.h"
 #include "common/TXSDKError.h"
 #include "common/Version.h"
@@ -23,7 +24,6 @@
 #include "network/TXSDKEventCache.h"
 #include "network/TXSDKPerformance.h"
 #include "platform/Text.h"
-#include "platform/Url.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKStorageProtocol.h"
 #include "trovix/platform/Clock.h"
@@ -41,9 +41,6 @@ constexpr std::chrono::milliseconds kEventDelay{400};
 constexpr std::int64_t kNoDevKey = 41;
 constexpr std::int64_t kStopped = 11;
 
-// Where URL loading says which address it is that failed.
-constexpr const char* kFailingURLKey = "NSErrorFailingURLStringKey";
-
 constexpr std::uint64_t kFreshLaunch = TXEventOptionSearchAds | TXEventOptionColdStart | TXEventOptionFirstLaunch;
 
 Error eventError(std::int64_t code, const char* message) {
@@ -57,18 +54,13 @@ std::string maskedDevKey(const std::string& key) {
          key.substr(platform::utf8OffsetOfUtf16Unit(key, length - 4));
 }
 
-bool isURL(const std::string& address) {
-  const auto url = platform::Url::parse(TXSDKPercentEscapes(address));
-  return url && url->host();
-}
-
 /// Whether the event's own address is at fault, so that no connection will ever deliver it. A server that redirects to
 /// nowhere is no such fault.
 bool isAddressRefused(const TXSDKEvent& event, const Error& error) {
   const Error* cause = error.underlyingError();
   if (cause == nullptr || cause->domain() != urlErrorDomain) return false;
   if (cause->code() != platform::urlError::badURL && cause->code() != platform::urlError::unsupportedURL) return false;
-  const std::string* refused = cause->userInfo().string(kFailingURLKey);
+  const std::string* refused = cause->userInfo().string(platform::urlError::failingURLStringKey);
   return refused == nullptr || *refused == TXSDKPercentEscapes(event.URL.value_or(""));
 }
 
@@ -249,7 +241,7 @@ void EventDispatch::executeRequestWithUrlString(const std::string& urlString, st
   }
   TXSDKEvent event(std::move(parameters.dict()), urlString, kSDKVersion, eventOptions);
   // What no connection will ever deliver is not kept for another one.
-  if (isURL(urlString)) with_.cache.cacheEvent(event);
+  if (TrovixUtils::isValidURLFromString(TXSDKPercentEscapes(urlString))) with_.cache.cacheEvent(event);
   executeRequestWithEvent(std::move(event), std::move(completionHandler));
 }
 

@@ -7,7 +7,7 @@
 
 #include "common/Lifetime.h"
 #include "core/EventRequestMetadata.h"
-#include "links/TrovixDictionary.h"
+#include "core/TrovixDictionary.h"
 #include "network/TXSDKBuffer.h"
 #include "network/TXSDKHTTPClientProtocol.h"
 #include "trovix/TrovixLib.h"

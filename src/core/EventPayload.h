@@ -4,7 +4,7 @@
 #include <string>
 
 #include "common/Lifetime.h"
-#include "links/TrovixDictionary.h"
+#include "core/TrovixDictionary.h"
 #include "trovix/platform/Platform.h"
 #include "trovix/platform/Queues.h"
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/Encoding.h"
+#include "common/EventOptions.h"
 #include "common/Log.h"
 #include "common/TXSDKError.h"
 #include "core/ConversionRules.h"
@@ -18,7 +19,6 @@
 #include "device/TXSDKiAdClient.h"
 #include "device/TrovixUtils.h"
 #include "network/Endpoints.h"
-#include "network/TXSDKEvent.h"
 #include "network/TXSDKPerformance.h"
 #include "network/TrovixProxyManager.h"
 #include "platform/Json.h"
@@ -37,8 +37,6 @@ namespace {
 constexpr const char* kLaunchEventName = "Launched";
 constexpr const char* kAppClipEventName = "tx_app_clip_to_full_app";
 constexpr std::int64_t kLaunchSkipped = 10;
-// Has no label of its own in the request log.
-constexpr std::uint64_t kClosingReport = 2;
 
 const Dictionary* asUserActivity(const Value& value) {
   const Dictionary* activity = value.dictionary();
@@ -160,7 +158,7 @@ bool LaunchLifecycle::openLaunchURL(const Dictionary& launchOptions) {
   const std::string* URL = launchOptions.string(platform::application::launchURLKey);
   if (URL == nullptr || !platform::Url::parse(*URL)) return false;
   TX_LOG(debug, "Open URL: {}", *URL);
-  with_.settings.skipDDLResult = true;
+  with_.session.skipDDLResult = true;
   with_.deepLinks.setDeepLinkAndResolve(*URL, LinkHandler::launchOptions);
   return true;
 }
@@ -172,8 +170,8 @@ void LaunchLifecycle::continueLaunchActivity(const Dictionary& launchOptions) {
     const Dictionary* activity = asUserActivity(value);
     if (activity == nullptr) continue;
     TX_LOG(debug, "UserActivity from didFinishLaunch");
-    with_.settings.skipDDLResult = true;
-    with_.settings.skipNextUniversalLinkAttribution = true;
+    with_.session.skipDDLResult = true;
+    with_.session.skipNextUniversalLinkAttribution = true;
     with_.deepLinks.continueUserActivity(*activity);
     return;
   }
@@ -206,7 +204,7 @@ void LaunchLifecycle::sendClosingReport() {
   if (settings.anonymizeUser) report.set("deviceTrackingDisabled", "true");
   std::string body = txsdk_stringify(report);
   std::string URL = TXSDKURLFormat(Endpoint::stats, {settings.hostPrefix(), settings.host(), settings.appleAppID()});
-  TrovixUtils::logRequestContent(kClosingReport, URL, body);
+  TrovixUtils::logRequestContent(closingReport, URL, body);
   with_.serial.post(with_.lifetime.guard(
       [this, URL = std::move(URL), body = std::move(body)] { with_.http.sendRequestWithConfiguration(URL, body); }));
 }

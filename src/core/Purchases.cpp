@@ -1,6 +1,7 @@
 #include "core/Purchases.h"
 
 #include "common/Encoding.h"
+#include "common/EventOptions.h"
 #include "common/Log.h"
 #include "common/TXSDKError.h"
 #include "common/Version.h"
@@ -19,8 +20,6 @@ namespace trovix {
 namespace {
 
 constexpr const char* kPurchaseEvent = "tx_purchase";
-constexpr std::uint64_t kPurchaseEventOptions = 20;
-constexpr std::uint64_t kValidationLogKind = 4;
 
 const char* trueOrFalse(bool flag) { return flag ? "true" : "false"; }
 
@@ -98,7 +97,8 @@ void Purchases::sendEvent(TrovixDictionary parameters, const AdvertisingIdentity
   const std::string URL = TXSDKURLFormat(
       Endpoint::receiptValidationInApp,
       {with_.settings.hostPrefix(), with_.settings.host(), kServerVersion, with_.settings.appleAppID(), kSDKVersion});
-  with_.dispatch.executeRequestWithUrlString(URL, kPurchaseEventOptions, std::move(parameters), {});
+  with_.dispatch.executeRequestWithUrlString(URL, eventOption::purchase | eventOption::TXEventOptionInAppEvent,
+                                             std::move(parameters), {});
 }
 
 std::string Purchases::validationURL(const std::string& transactionId) const {
@@ -120,11 +120,10 @@ void Purchases::requestValidation(const Purchase& purchase, const Dictionary& re
                                   const Failure& failure) {
   const std::string URL = validationURL(*purchase.transactionId);
   if (logging::isWanted(LogLevel::debug)) {
-    TrovixUtils::logRequestContent(kValidationLogKind, URL, txsdk_stringify(receiptData));
+    TrovixUtils::logRequestContent(eventOption::purchase, URL, txsdk_stringify(receiptData));
   }
   with_.http.requestWithURL(
-      [URL] { return std::optional(URL); }, {},
-      {.method = "POST", .dictionary = receiptData, .retries = 0, .isReturnJSON = true, .isSharedSession = true},
+      [URL] { return std::optional(URL); }, {}, {.method = "POST", .dictionary = receiptData, .isReturnJSON = true},
       with_.lifetime.guard([this, success, failure](const std::optional<Value>& response, const Dictionary& information,
                                                     const std::optional<Error>& error) {
         TX_LOG(debug, "\n[Validate] Dictionary:{}\n[Validate] Response Info:{}\n[Validate] Error: {}",

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 
 #include "common/Lifetime.h"
-#include "links/TrovixDictionary.h"
+#include "core/TrovixDictionary.h"
 #include "network/TXSDKHTTPClientProtocol.h"
 #include "trovix/TrovixLib.h"
 #include "trovix/platform/Platform.h"

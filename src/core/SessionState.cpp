@@ -14,11 +14,6 @@ void SessionState::setLastLaunchTime(double time) {
   lastLaunchTime_ = time;
 }
 
-std::optional<std::string> SessionState::sourceApplication() const {
-  const platform::MutexLock lock(mutex_);
-  return sourceApplication_;
-}
-
 void SessionState::setSourceApplication(std::optional<std::string> sourceApplication) {
   const platform::MutexLock lock(mutex_);
   sourceApplication_ = std::move(sourceApplication);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <optional>
 #include <string>
 
@@ -14,12 +15,16 @@ class SessionState {
   [[nodiscard]] std::optional<double> lastLaunchTime() const;
   void setLastLaunchTime(double time);
   /// Who opened the application; taken by the next launch payload.
-  [[nodiscard]] std::optional<std::string> sourceApplication() const;
   void setSourceApplication(std::optional<std::string> sourceApplication);
   [[nodiscard]] std::optional<std::string> takeSourceApplication();
   /// The last advertising identifier that a request carried.
   [[nodiscard]] std::optional<std::string> advertisingIdentifier() const;
   void setAdvertisingIdentifier(std::optional<std::string> identifier);
+
+  /// The launch brought an activity, which the system hands over once more.
+  std::atomic<bool> skipNextUniversalLinkAttribution{false};
+  /// The launch brought a link or an activity, which no deferred link may follow.
+  std::atomic<bool> skipDDLResult{false};
 
  private:
   mutable platform::Mutex mutex_;

@@ -123,8 +123,6 @@ class Settings {
   std::atomic<bool> disableIDFVCollection{false};
   std::atomic<bool> useUninstallSandbox{false};
   std::atomic<bool> skipAdvancedJailbreakValidation{false};
-  std::atomic<bool> skipNextUniversalLinkAttribution{false};
-  std::atomic<bool> skipDDLResult{false};
   std::atomic<bool> isBackgroundRequestEnabled{false};
   std::atomic<std::uint64_t> minTimeBetweenSessions{5};
   std::atomic<std::uint64_t> deepLinkTimeout{60000};

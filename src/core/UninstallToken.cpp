@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "common/Encoding.h"
+#include "common/EventOptions.h"
 #include "common/Log.h"
 #include "common/Version.h"
 #include "core/Installation.h"
@@ -20,7 +21,6 @@ namespace trovix {
 namespace {
 
 constexpr std::chrono::nanoseconds kDelay{3'500'000'000};
-constexpr std::uint64_t kRegisterLogKind = 8;
 
 }  // namespace
 
@@ -59,7 +59,7 @@ void UninstallToken::send(const std::string& token, const AdvertisingIdentity& i
       {with_.settings.hostPrefix(), with_.settings.host(), kServerVersion, kSDKVersion, with_.settings.appleAppID()});
   TX_LOG(debug, "Register uninstall: {} (with token: {})", URL, token);
   const std::string body = txsdk_stringify(makeBody(token, identity));
-  TrovixUtils::logRequestContent(kRegisterLogKind, URL, body);
+  TrovixUtils::logRequestContent(eventOption::uninstallToken, URL, body);
   with_.http.sendRequestWithConfiguration(URL, body);
 }
 

@@ -26,6 +26,14 @@ class FrameworkLoader {
   [[nodiscard]] platform::SKAdNetworkClass* txsdk_SKAdNetworkClass();
   [[nodiscard]] platform::AAAttribution* txsdk_AAAttributionClass();
 
+ private:
+  /// A result that is found out once.
+  template <typename T>
+  struct Once {
+    std::once_flag flag;
+    T result{};
+  };
+
   /// Opens "/System/Library/Frameworks/NAME.framework/NAME" and logs how it went. The getters below call it once each.
   bool txsdk_load_framework_once(std::string_view name);
   // Whether the framework is open; the first call opens it.
@@ -34,14 +42,6 @@ class FrameworkLoader {
   bool txsdk_handle_get_iAd();
   bool txsdk_handle_get_StoreKit();
   bool txsdk_handle_get_AdServices();
-
- private:
-  /// A result that is found out once.
-  template <typename T>
-  struct Once {
-    std::once_flag flag;
-    T result{};
-  };
 
   platform::Frameworks& frameworks_;
   Once<bool> adSupport_, appTrackingTransparency_, iAd_, storeKit_, adServices_;

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "trovix/platform/DeviceFacts.h"
 
@@ -24,9 +23,5 @@ class TXSDKDevice {
  private:
   const platform::Device& device_;
 };
-
-/// Compares dotted version numbers numerically, component by component: -1, 0 or 1. A missing component counts as 0,
-/// and what follows the digits of a component is not looked at.
-[[nodiscard]] int compareVersions(std::string_view a, std::string_view b) noexcept;
 
 }  // namespace trovix

@@ -4,7 +4,7 @@
 #include <cassert>
 #include <utility>
 
-#include "device/TXSDKDevice.h"
+#include "common/CompareVersions.h"
 #include "trovix/platform/Frameworks.h"
 
 namespace trovix {

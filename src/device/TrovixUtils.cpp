@@ -3,9 +3,10 @@
 #include <array>
 #include <utility>
 
+#include "common/AppExtension.h"
+#include "common/CompareVersions.h"
 #include "common/Log.h"
 #include "common/Version.h"
-#include "device/TXSDKDevice.h"
 #include "platform/Text.h"
 #include "trovix/platform/ClassRegistry.h"
 #include "trovix/platform/DeviceFacts.h"
@@ -46,8 +47,7 @@ Dictionary TrovixUtils::getStoreReceipt() const {
 
   const auto receipt = platform_.fileSystem.read(*path, kLargestReceipt);
   if (!receipt) return receiptFailure(receipt.error().description());
-  const std::string_view bytes(reinterpret_cast<const char*>(receipt->data()), receipt->size());
-  return Dictionary{{"data", Dictionary{{"receipt-data", platform::base64(bytes)}}}};
+  return Dictionary{{"data", Dictionary{{"receipt-data", platform::base64(platform::textOf(*receipt))}}}};
 }
 
 std::string TrovixUtils::develomentPlatformName() const {
@@ -61,10 +61,7 @@ bool TrovixUtils::isJailbrokenWithSkipAdvancedJailbreakValidation(bool skip) con
   return platform_.integrity.isDeviceCompromised(skip);
 }
 
-bool TrovixUtils::txsdk_is_app_extension() const {
-  const auto path = platform_.bundle.executablePath();
-  return path && path->find(".appex/") != std::string::npos;
-}
+bool TrovixUtils::txsdk_is_app_extension() const { return isAppExtension(platform_.bundle); }
 
 void TrovixUtils::txsdk_print_dependencies() const {
   for (const std::string_view name :

@@ -54,6 +54,7 @@ class TrovixUtils {
                                                               std::int64_t& statusCode);
   /// Lower-case digits; wipes the bytes it read.
   [[nodiscard]] static std::string toHexString(std::uint8_t* bytes, std::size_t length);
+  /// Digests in lower-case digits, empty where the system does not offer one.
   /// Over as many UTF-8 bytes as the text has UTF-16 units, as the servers compute it.
   [[nodiscard]] static std::string sha1(std::string_view text);
   /// Over the whole UTF-8 form.

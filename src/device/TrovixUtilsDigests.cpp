@@ -1,4 +1,5 @@
 #include <array>
+#include <optional>
 
 #include "device/TrovixUtils.h"
 #include "platform/Crypto.h"
@@ -9,8 +10,8 @@ namespace trovix {
 namespace {
 
 template <std::size_t size>
-std::string hexOf(std::array<std::uint8_t, size> digest) {
-  return TrovixUtils::toHexString(digest.data(), digest.size());
+std::string hexOf(std::optional<std::array<std::uint8_t, size>> digest) {
+  return digest ? TrovixUtils::toHexString(digest->data(), digest->size()) : std::string();
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 #include <exception>
+#include <utility>
 
 #include "device/TrovixUtils.h"
 #include "platform/Crypto.h"
 #include "platform/Json.h"
+#include "platform/WithoutNulls.h"
 
 namespace trovix {
 
@@ -10,13 +12,6 @@ namespace {
 
 constexpr std::int64_t kStatusNotJson = -1;
 constexpr std::int64_t kStatusRaised = -2;
-
-/// A value without the nulls inside it.
-Value cleaned(const Value& value) {
-  if (const Dictionary* dictionary = value.dictionary()) return TrovixUtils::recursivelyRemoveNulls(*dictionary);
-  if (const Array* array = value.array()) return TrovixUtils::recursivelyRemoveNullsFromArray(*array);
-  return value;
-}
 
 }  // namespace
 
@@ -46,21 +41,11 @@ std::string TrovixUtils::unite(const std::vector<std::string>& parts) {
 }
 
 Dictionary TrovixUtils::recursivelyRemoveNulls(const Dictionary& dictionary) {
-  Dictionary result;
-  result.reserve(dictionary.size());
-  for (const auto& [key, value] : dictionary) {
-    if (!value.isNull()) result.set(key, cleaned(value));
-  }
-  return result;
+  return std::move(*platform::withoutNulls(dictionary).dictionary());
 }
 
 Array TrovixUtils::recursivelyRemoveNullsFromArray(const Array& array) {
-  Array result;
-  result.reserve(array.size());
-  for (const Value& value : array) {
-    if (!value.isNull()) result.push_back(cleaned(value));
-  }
-  return result;
+  return std::move(*platform::withoutNulls(array).array());
 }
 
 }  // namespace trovix

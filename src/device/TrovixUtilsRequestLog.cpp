@@ -1,3 +1,4 @@
+#include "common/EventOptions.h"
 #include "common/Log.h"
 #include "device/TrovixUtils.h"
 
@@ -12,8 +13,11 @@ struct Label {
 
 // The first bit that is set decides. Three blanks end every label.
 constexpr Label kLabels[] = {
-    {32, "<~+~   SEND Start:   "}, {512, "<~+~   SEND First Start:   "}, {16, "<~+~   SEND Event:   "},
-    {128, "<~+~   SEND iAd:   "},  {4096, "<~+~   SEND DDL:   "},
+    {eventOption::TXEventOptionLaunch, "<~+~   SEND Start:   "},
+    {eventOption::TXEventOptionFirstLaunch, "<~+~   SEND First Start:   "},
+    {eventOption::TXEventOptionInAppEvent, "<~+~   SEND Event:   "},
+    {eventOption::TXEventOptionSearchAds, "<~+~   SEND iAd:   "},
+    {eventOption::deferredDeepLink, "<~+~   SEND DDL:   "},
 };
 
 std::string_view labelOf(std::uint64_t kind) {

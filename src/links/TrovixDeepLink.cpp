@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 
+#include "common/DictionaryReads.h"
 #include "common/Encoding.h"
 #include "common/TXSDKError.h"
 #include "trovix/platform/URLSession.h"
@@ -178,10 +179,7 @@ std::shared_ptr<const TrovixDeepLink> TrovixDeepLink::withVeyra(const Dictionary
   return link;
 }
 
-std::optional<std::string> TrovixDeepLink::field(const char* key) const {
-  const std::string* text = clickEvent_.string(key);
-  return text == nullptr ? std::nullopt : std::optional(*text);
-}
+std::optional<std::string> TrovixDeepLink::field(const char* key) const { return textAt(clickEvent_, key); }
 
 std::optional<std::string> TrovixDeepLink::deeplinkValue() const { return field("deep_link_value"); }
 std::optional<std::string> TrovixDeepLink::matchType() const { return field("match_type"); }

@@ -3,6 +3,7 @@
 #include "common/Encoding.h"
 #include "common/Log.h"
 #include "common/Version.h"
+#include "device/TrovixUtils.h"
 #include "links/LinkHost.h"
 #include "network/Endpoints.h"
 #include "platform/Url.h"
@@ -10,21 +11,8 @@
 namespace trovix {
 namespace {
 
-/// What a URL's host may hold without an escape.
-std::string escapedForHost(const std::string& value) {
-  bool allowed[256] = {};
-  for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
-                                       "-._~!$&'()*+,;=:[]")) {
-    allowed[static_cast<unsigned char>(c)] = true;
-  }
-  return platform::percentEncode(value, allowed);
-}
-
-/// Whether the service's answer is a link.
-bool isLink(const std::string& text) {
-  const auto url = platform::Url::parse(text);
-  return url && url->host();
-}
+// What a URL's host may hold without an escape.
+constexpr platform::AllowedBytes kHostBytes = platform::allowedBytes("-._~!$&'()*+,;=:[]");
 
 }  // namespace
 
@@ -82,7 +70,9 @@ void TrovixLinkGenerator::addSiteId(const std::optional<std::string>& siteId) {
   parameters_.setIfPresent("tx_siteid", siteId);
 }
 
-std::string TrovixLinkGenerator::encodeValue(const std::string& value) { return escapedForHost(value); }
+std::string TrovixLinkGenerator::encodeValue(const std::string& value) {
+  return platform::percentEncode(value, kHostBytes);
+}
 
 std::string TrovixLinkGenerator::buildVeyraWithID(const std::string& ID, const std::string& domain) {
   return "https://" + domain + "/" + ID;
@@ -142,12 +132,13 @@ void TrovixLinkGenerator::generateVeyraWithTTL(std::int64_t ttl, Completion comp
     if (completionHandler) completionHandler(generateLink());
     return;
   }
-  host->httpClient().createVeyra(
-      URL, ttl, brandDomain_, facts.devKey, shortLinkFields(),
-      [generator = *this, completionHandler = std::move(completionHandler)](const std::optional<std::string>& link,
-                                                                            const std::optional<Error>& error) {
-        if (completionHandler) completionHandler(!error && link && isLink(*link) ? *link : generator.generateLink());
-      });
+  host->httpClient().createVeyra(URL, ttl, brandDomain_, facts.devKey, shortLinkFields(),
+                                 [generator = *this, completionHandler = std::move(completionHandler)](
+                                     const std::optional<std::string>& link, const std::optional<Error>& error) {
+                                   if (!completionHandler) return;
+                                   const bool isLink = !error && link && TrovixUtils::isValidURLFromString(*link);
+                                   completionHandler(isLink ? *link : generator.generateLink());
+                                 });
 }
 
 }  // namespace trovix

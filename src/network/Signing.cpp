@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "common/CompareVersions.h"
 #include "common/Version.h"
-#include "device/TXSDKDevice.h"
 #include "device/TrovixUtils.h"
 #include "platform/Crypto.h"
 #include "trovix/platform/DeviceFacts.h"

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "common/DictionaryReads.h"
 #include "common/Log.h"
 #include "common/TrovixAES128Crypto.h"
 #include "common/Version.h"
@@ -29,9 +30,8 @@ std::optional<Value> copyOf(const Value* value) {
   return value != nullptr ? std::optional<Value>(*value) : std::nullopt;
 }
 
-std::optional<std::string> textOf(const Value* value) {
-  const std::string* text = value != nullptr ? value->string() : nullptr;
-  return text != nullptr ? std::optional<std::string>(*text) : std::nullopt;
+std::optional<std::string> textParameter(const std::optional<Dictionary>& parameters, std::string_view key) {
+  return parameters ? textAt(*parameters, key) : std::nullopt;
 }
 
 std::int32_t int32Of(const Value& value) noexcept {
@@ -71,10 +71,10 @@ TXSDKEvent TXSDKEvent::fromFilePath(std::string path) {
   return event;
 }
 
-std::optional<std::string> TXSDKEvent::key() const { return textOf(parameter(parameters, "dev_key")); }
+std::optional<std::string> TXSDKEvent::key() const { return textParameter(parameters, "dev_key"); }
 std::optional<Value> TXSDKEvent::timestamp() const { return copyOf(parameter(parameters, "timestamp")); }
 std::optional<std::string> TXSDKEvent::bundleIdentifier() const {
-  return textOf(parameter(parameters, "bundleIdentifier"));
+  return textParameter(parameters, "bundleIdentifier");
 }
 std::optional<Value> TXSDKEvent::launchCnt() const { return copyOf(parameter(parameters, "counter")); }
 std::optional<Value> TXSDKEvent::inAppCnt() const { return copyOf(parameter(parameters, "iaecounter")); }

@@ -4,28 +4,12 @@
 #include <optional>
 #include <string>
 
+#include "common/EventOptions.h"
 #include "trovix/Value.h"
 
 namespace trovix {
 
 class TXSDKChecksum;
-
-/// What a request is, as bits of one 64-bit word.
-namespace eventOption {
-inline constexpr std::uint64_t TXEventOptionInAppEvent = 16;
-inline constexpr std::uint64_t TXEventOptionLaunch = 32;
-inline constexpr std::uint64_t conversionValue = 64;
-inline constexpr std::uint64_t TXEventOptionSearchAds = 128;
-inline constexpr std::uint64_t TXEventOptionColdStart = 256;
-inline constexpr std::uint64_t TXEventOptionFirstLaunch = 512;
-inline constexpr std::uint64_t conversionRules = 1024;
-inline constexpr std::uint64_t deepLink = 2048;
-inline constexpr std::uint64_t deferredDeepLink = 4096;
-/// Requests that bypass the launch and in-app counters.
-inline constexpr std::uint64_t uncountedMask = 7168;
-/// What decides the order in the buffer.
-inline constexpr std::uint64_t orderingMask = 5504;
-}  // namespace eventOption
 
 /// A request: its parameters (the JSON body), where it goes, which SDK made it, and its cache file once it has one.
 /// Copies are independent. Used by one thread at a time.

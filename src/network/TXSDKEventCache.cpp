@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/DictionaryReads.h"
 #include "common/Log.h"
 #include "platform/PropertyList.h"
 #include "trovix/platform/Clock.h"
@@ -13,8 +14,6 @@
 
 namespace trovix {
 namespace {
-
-constexpr double kReferenceDate = 978307200;
 
 constexpr const char* kMetadata = ".METADATA";
 constexpr const char* kParameters = ".DATA";
@@ -27,18 +26,13 @@ double secondsOfFileName(std::string_view path) {
   return Value(name.substr(0, name.rfind('.'))).doubleValue();
 }
 
-std::optional<std::string> textOf(const Dictionary& dictionary, std::string_view key) {
-  const std::string* text = dictionary.string(key);
-  return text != nullptr ? std::optional<std::string>(*text) : std::nullopt;
-}
-
 void fill(TXSDKEvent& event, Dictionary& record) {
   if (Value* parameters = record.find(kParameters); parameters != nullptr && parameters->dictionary() != nullptr) {
     event.parameters = std::move(*parameters->dictionary());
   }
   if (const Dictionary* metadata = record.dictionary(kMetadata)) {
-    event.URL = textOf(*metadata, kURLEntry);
-    event.SDKVersion = textOf(*metadata, kSDKVersionEntry);
+    event.URL = textAt(*metadata, kURLEntry);
+    event.SDKVersion = textAt(*metadata, kSDKVersionEntry);
     if (const Value* options = metadata->find(kOptionsEntry)) {
       event.options = static_cast<std::uint64_t>(options->integerValue());
     }
@@ -136,6 +130,6 @@ void TXSDKEventCache::deleteEvent(const TXSDKEvent& event) {
 
 void TXSDKEventCache::setObserver(Observer observer) { observer_ = std::move(observer); }
 
-double TXSDKEventCache::referenceTime() const { return clock_.now() - kReferenceDate; }
+double TXSDKEventCache::referenceTime() const { return clock_.now() - platform::propertyListEpoch; }
 
 }  // namespace trovix

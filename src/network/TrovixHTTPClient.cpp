@@ -13,6 +13,7 @@
 namespace trovix {
 namespace {
 
+using platform::textOf;
 using platform::URLRequest;
 using platform::URLResponse;
 using platform::URLResult;
@@ -39,10 +40,6 @@ class TaskNumber {
 
 bool isRetried(std::int64_t statusCode) noexcept {
   return statusCode == 403 || (statusCode >= 500 && statusCode <= 599);
-}
-
-std::string_view textOf(const Data& bytes) noexcept {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 Error requestFailed(const std::optional<Error>& cause) {

@@ -9,6 +9,7 @@
 #include "network/TrovixHTTPClient.h"
 #include "network/TrovixProxyManager.h"
 #include "platform/Json.h"
+#include "platform/Text.h"
 
 // How the client sends events.
 namespace trovix {
@@ -75,8 +76,7 @@ void TrovixHTTPClient::sendEvent(std::shared_ptr<TXSDKEvent> event, EventComplet
   if (event->URL) address = TXSDKPercentEscapes(*event->URL);
   event->sign(checksum_);
   const std::optional<Data> plain = event->data();
-  const std::string_view body =
-      plain ? std::string_view(reinterpret_cast<const char*>(plain->data()), plain->size()) : std::string_view();
+  const std::string_view body = plain ? platform::textOf(*plain) : std::string_view();
   TrovixUtils::logRequestContent(event->options, address.value_or("(null)"), body);
 
   auto adjust = [encrypted = event->encryptWithData(plain)](platform::URLRequest request) {

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kJsonType = "application/json";
 
 std::optional<std::string> utf8Of(const Data& bytes) {
-  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  const std::string_view text = platform::textOf(bytes);
   return platform::isValidUtf8(text) ? std::optional<std::string>(text) : std::nullopt;
 }
 

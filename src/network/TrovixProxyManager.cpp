@@ -92,7 +92,7 @@ void TrovixProxyManager::sendRemoteDebuggingDataWithModel(const std::string& mod
   RemoteDebugHost* const host = host_;
   if (proxyManagerDisabled_ || host == nullptr) return;
   loadStaticDataWithModel(model, systemVersion);
-  host->upload(getJSONString());
+  host->remoteDebuggingCallWithData(getJSONString());
   clearData();
 }
 

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +28,7 @@ class RemoteDebugHost {
   /// Info.plist "CFBundleVersion".
   [[nodiscard]] virtual std::string appVersion() const = 0;
   /// Sends the document, unless the SDK is stopped.
-  virtual void upload(const std::string& text) = 0;
+  virtual void remoteDebuggingCallWithData(const std::string& data) = 0;
 };
 
 /// Collects the SDK's own log lines while the server wants them. Collection is on from the start; the first answer

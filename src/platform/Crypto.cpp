@@ -52,12 +52,12 @@ using MacContext = std::unique_ptr<EVP_MAC_CTX, Deleter<EVP_MAC_CTX_free>>;
 using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, Deleter<EVP_CIPHER_CTX_free>>;
 
 template <std::size_t size>
-std::array<std::uint8_t, size> digest(const EVP_MD* algorithm, Bytes message) {
+std::optional<std::array<std::uint8_t, size>> digest(const EVP_MD* algorithm, Bytes message) {
   std::array<std::uint8_t, size> result{};
   unsigned length = size;
   if (algorithm == nullptr ||
       EVP_Digest(message.data(), message.size(), result.data(), &length, algorithm, nullptr) != 1) {
-    result.fill(0);
+    return std::nullopt;
   }
   return result;
 }
@@ -68,9 +68,9 @@ Error cipherError() { return {kCipherErrorDomain, static_cast<std::int64_t>(ERR_
 
 }  // namespace
 
-std::array<std::uint8_t, 16> md5(Bytes message) { return digest<16>(algorithms().md5, message); }
-std::array<std::uint8_t, 20> sha1(Bytes message) { return digest<20>(algorithms().sha1, message); }
-std::array<std::uint8_t, 32> sha256(Bytes message) { return digest<32>(algorithms().sha256, message); }
+std::optional<std::array<std::uint8_t, 16>> md5(Bytes message) { return digest<16>(algorithms().md5, message); }
+std::optional<std::array<std::uint8_t, 20>> sha1(Bytes message) { return digest<20>(algorithms().sha1, message); }
+std::optional<std::array<std::uint8_t, 32>> sha256(Bytes message) { return digest<32>(algorithms().sha256, message); }
 
 std::array<std::uint8_t, 32> hmacSha256(Bytes key, Bytes message) {
   std::array<std::uint8_t, 32> result{};

@@ -2,23 +2,22 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
+#include "platform/Text.h"
 #include "trovix/Error.h"
 #include "trovix/Value.h"
 
 // Digests and ciphers. Free of state, any thread.
 namespace trovix::platform {
 
-using Bytes = std::span<const std::uint8_t>;
-[[nodiscard]] inline Bytes bytesOf(std::string_view text) noexcept {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-[[nodiscard]] std::array<std::uint8_t, 16> md5(Bytes message);
-[[nodiscard]] std::array<std::uint8_t, 20> sha1(Bytes message);
-[[nodiscard]] std::array<std::uint8_t, 32> sha256(Bytes message);
+/// Nothing where the system's cryptography does not offer the digest.
+[[nodiscard]] std::optional<std::array<std::uint8_t, 16>> md5(Bytes message);
+[[nodiscard]] std::optional<std::array<std::uint8_t, 20>> sha1(Bytes message);
+[[nodiscard]] std::optional<std::array<std::uint8_t, 32>> sha256(Bytes message);
+/// Zero bytes when it fails.
 [[nodiscard]] std::array<std::uint8_t, 32> hmacSha256(Bytes key, Bytes message);
 
 /// AES-128 in CBC mode with PKCS#7 padding. The error's code is the library's.

@@ -15,7 +15,7 @@ inline constexpr std::size_t maximumJsonDepth = 64;
 /// Domain of parser errors; the message is the parser's.
 inline constexpr const char* jsonErrorDomain = "NSCocoaErrorDomain";
 /// Code of text that does not parse, and of a value that cannot be written.
-inline constexpr std::int64_t jsonReadCorruptCode = 3840;
+inline constexpr std::int64_t jsonCorruptCode = 3840;
 
 /// Parses one JSON text in UTF-8: any root when fragments are allowed, else an object or an array. Duplicate
 /// names: the last one wins. Integers past 64 bits become reals.

@@ -1,9 +1,8 @@
 #include <charconv>
-#include <cmath>
-#include <type_traits>
 #include <vector>
 
 #include "platform/Json.h"
+#include "platform/Text.h"
 
 #include <boost/json/basic_parser_impl.hpp>
 #include <boost/json/src.hpp>
@@ -117,7 +116,7 @@ class ValueHandler {
 };
 
 Error readError(std::string message) {
-  return {jsonErrorDomain, jsonReadCorruptCode, {{Error::localizedDescriptionKey, std::move(message)}}};
+  return {jsonErrorDomain, jsonCorruptCode, {{Error::localizedDescriptionKey, std::move(message)}}};
 }
 
 }  // namespace
@@ -137,8 +136,6 @@ Result<Value> parseJson(std::string_view text, bool allowFragments, std::size_t 
   return root;
 }
 
-Result<Value> parseJson(const Data& bytes, bool allowFragments) {
-  return parseJson(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()), allowFragments);
-}
+Result<Value> parseJson(const Data& bytes, bool allowFragments) { return parseJson(textOf(bytes), allowFragments); }
 
 }  // namespace trovix::platform

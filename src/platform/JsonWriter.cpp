@@ -167,7 +167,7 @@ bool isWritable(const Value& value, std::size_t depth) noexcept {
 }
 
 Error writeError() {
-  return {jsonErrorDomain, jsonReadCorruptCode, {{Error::localizedDescriptionKey, "Invalid type in JSON write"}}};
+  return {jsonErrorDomain, jsonCorruptCode, {{Error::localizedDescriptionKey, "Invalid type in JSON write"}}};
 }
 
 }  // namespace

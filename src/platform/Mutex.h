@@ -19,7 +19,7 @@ class TX_THREAD_ANNOTATION(capability("mutex")) Mutex {
  public:
   void lock() TX_THREAD_ANNOTATION(acquire_capability()) { mutex_.lock(); }
   void unlock() TX_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
-  /// For condition variables, which need the real one.
+  /// For a fork's handlers, which take and leave it in functions of their own.
   [[nodiscard]] std::mutex& native() noexcept { return mutex_; }
 
  private:

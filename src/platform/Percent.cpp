@@ -28,13 +28,13 @@ std::string percentDecode(std::string_view text) {
   return decoded;
 }
 
-std::string percentEncode(std::string_view text, const bool (&allowed)[256]) {
+std::string percentEncode(std::string_view text, const AllowedBytes& allowed) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string encoded;
   encoded.reserve(text.size() + text.size() / 4);
   for (const char c : text) {
     const auto byte = static_cast<std::uint8_t>(c);
-    if (allowed[byte]) {
+    if (allowed.of[byte]) {
       encoded += c;
     } else {
       encoded += '%';

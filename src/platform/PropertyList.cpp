@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "platform/PropertyListGuard.h"
+#include "platform/Text.h"
 
 namespace trovix::platform {
 namespace {
@@ -119,7 +120,7 @@ Node parseBounded(const Data& bytes) {
   if (isBinary(bytes)) {
     if (!isSafeBinaryPropertyList(bytes)) return nullptr;
     plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()), &node);
-  } else if (const auto text = safeXmlPropertyList({reinterpret_cast<const char*>(bytes.data()), bytes.size()})) {
+  } else if (const auto text = safeXmlPropertyList(textOf(bytes))) {
     plist_from_xml(text->c_str(), static_cast<std::uint32_t>(text->size()), &node);
   }
   return Node(node);

@@ -54,7 +54,7 @@ constexpr std::size_t bytesFor(std::uint64_t number) noexcept {
 }
 
 // One binary property list. An object comes after what it holds, so that its references are known when it is written;
-// the root is the last one. The bundled library's writer takes ten times as long for an event's parameters.
+// the root is the last one. libplist's writer takes ten times as long for an event's parameters.
 class BinaryWriter {
  public:
   /// Of at most so many objects.

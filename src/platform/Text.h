@@ -2,11 +2,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
 // Text in UTF-8 and its base64 and date forms. Free of state, any thread.
 namespace trovix::platform {
+
+using Bytes = std::span<const std::uint8_t>;
+/// The text's own bytes, not a copy; and the other way round.
+[[nodiscard]] inline Bytes bytesOf(std::string_view text) noexcept {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+[[nodiscard]] inline std::string_view textOf(Bytes bytes) noexcept {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 [[nodiscard]] bool isValidUtf8(std::string_view text) noexcept;
 /// Length in UTF-16 units, the length that the rules count. Ill-formed bytes count one each.

@@ -1,23 +1,15 @@
 #include "platform/Url.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace trovix::platform {
 namespace {
 
-struct AllowedBytes {
-  bool of[256] = {};
-};
-
 // What a name or a value of a query item keeps: the characters of a query but its own two separators.
-constexpr AllowedBytes kQueryItemBytes = [] {
-  AllowedBytes allowed;
-  for (int c = 'a'; c <= 'z'; ++c) allowed.of[c] = true;
-  for (int c = 'A'; c <= 'Z'; ++c) allowed.of[c] = true;
-  for (int c = '0'; c <= '9'; ++c) allowed.of[c] = true;
-  for (const char c : std::string_view("-._~!$'()*+,;:@/?")) allowed.of[static_cast<unsigned char>(c)] = true;
-  return allowed;
-}();
+constexpr AllowedBytes kQueryItemBytes = allowedBytes("-._~!$'()*+,;:@/?");
+// What may stand in a URL at all.
+constexpr AllowedBytes kUrlBytes = allowedBytes("-._~!$&'()*+,;=:@/?#%");
 
 std::string_view withoutBrackets(std::string_view host) noexcept {
   if (host.starts_with('[') && host.ends_with(']')) return host.substr(1, host.size() - 2);
@@ -36,13 +28,6 @@ void split(std::string_view text, char separator, Take take) {
 }
 
 bool isHexDigit(char c) noexcept { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
-
-// What may stand in a URL at all.
-constexpr AllowedBytes kUrlBytes = [] {
-  AllowedBytes allowed = kQueryItemBytes;
-  for (const char c : std::string_view("%#&=")) allowed.of[static_cast<unsigned char>(c)] = true;
-  return allowed;
-}();
 
 /// Whether the text holds only what a URL may hold; brackets belong to the host alone.
 bool isMadeOfUrlBytes(std::string_view text) noexcept {
@@ -158,8 +143,8 @@ Url Url::withQueryItems(const std::vector<QueryItem>& items) const {
     std::string query;
     for (const QueryItem& item : items) {
       if (&item != &items.front()) query += '&';
-      query += percentEncode(item.name, kQueryItemBytes.of);
-      if (item.value) query += '=' + percentEncode(*item.value, kQueryItemBytes.of);
+      query += percentEncode(item.name, kQueryItemBytes);
+      if (item.value) query += '=' + percentEncode(*item.value, kQueryItemBytes);
     }
     url.queryBegin_ = url.text_.size();
     url.text_ += '?';

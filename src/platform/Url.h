@@ -4,7 +4,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace trovix::platform {
@@ -49,7 +48,21 @@ class Url {
 
 /// Percent-decodes; a "%" that starts no escape stays.
 [[nodiscard]] std::string percentDecode(std::string_view text);
-/// Percent-encodes every byte for which `allowed` (256 entries) is false.
-[[nodiscard]] std::string percentEncode(std::string_view text, const bool (&allowed)[256]);
+
+/// The bytes that percent-encoding leaves alone.
+struct AllowedBytes {
+  bool of[256] = {};
+};
+/// The ASCII letters and digits, and this punctuation.
+[[nodiscard]] constexpr AllowedBytes allowedBytes(std::string_view punctuation) noexcept {
+  AllowedBytes allowed;
+  for (int c = 'a'; c <= 'z'; ++c) allowed.of[c] = true;
+  for (int c = 'A'; c <= 'Z'; ++c) allowed.of[c] = true;
+  for (int c = '0'; c <= '9'; ++c) allowed.of[c] = true;
+  for (const char c : punctuation) allowed.of[static_cast<unsigned char>(c)] = true;
+  return allowed;
+}
+/// Percent-encodes every other byte.
+[[nodiscard]] std::string percentEncode(std::string_view text, const AllowedBytes& allowed);
 
 }  // namespace trovix::platform

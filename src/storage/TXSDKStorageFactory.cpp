@@ -1,5 +1,6 @@
 #include "storage/TXSDKStorageFactory.h"
 
+#include "common/AppExtension.h"
 #include "storage/StorageKeys.h"
 #include "storage/TXSDKAppGroupStorage.h"
 #include "storage/TXSDKUserDefaultsStorage.h"
@@ -7,15 +8,6 @@
 #include "trovix/platform/UserDefaults.h"
 
 namespace trovix {
-
-namespace {
-
-bool isAppExtension(const platform::Bundle& bundle) {
-  const auto path = bundle.executablePath();
-  return path && path->find(".appex/") != std::string::npos;
-}
-
-}  // namespace
 
 TXSDKStorageFactory::TXSDKStorageFactory(platform::UserDefaultsDomains& domains, const platform::Bundle& bundle)
     : domains_(domains), bundle_(bundle) {}

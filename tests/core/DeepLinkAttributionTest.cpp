@@ -271,7 +271,7 @@ TEST_F(DeepLinkAttributionTest, ReportsShortLinksThatFail) {
 TEST_F(DeepLinkAttributionTest, SkipsOneUniversalLinkOnly) {
   const Dictionary activity{{"activityType", platform::application::browsingWebActivityType},
                             {"webpageURL", "https://h/p"}};
-  std::atomic<bool>& skip = sdk->parts().settings.skipNextUniversalLinkAttribution;
+  std::atomic<bool>& skip = sdk->parts().session.skipNextUniversalLinkAttribution;
   for (const std::size_t expected : {0u, 1u}) {
     skip = expected == 0;
     EXPECT_TRUE(sdk->continueUserActivity(activity, {}));

@@ -106,7 +106,7 @@ TEST_F(DeferredDeepLinkTest, AsksOnceAProcessAndOnlyBeforeTheFirstLaunch) {
 }
 
 TEST_F(DeferredDeepLinkTest, MeasuresAResultThatIsSkipped) {
-  sdk->parts().settings.skipDDLResult = true;
+  sdk->parts().session.skipDDLResult = true;
   device->network.answer("dlsdk", Answer{.body = R"({"found":true})"});
   setDelegate();
   EXPECT_THAT(asked(), SizeIs(1));

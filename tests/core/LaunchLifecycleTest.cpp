@@ -81,10 +81,10 @@ TEST_F(LaunchLifecycleTest, ReadsLaunchOptions) {
     sdk->setDisableSKAdNetwork(false);
     device->notificationCenter.post(application::didFinishLaunching, options);
     device->runUntilIdle();
-    EXPECT_EQ(sdk->parts().settings.skipDDLResult, skipsDeferred);
-    EXPECT_EQ(sdk->parts().settings.skipNextUniversalLinkAttribution, skipsUniversal);
+    EXPECT_EQ(sdk->parts().session.skipDDLResult, skipsDeferred);
+    EXPECT_EQ(sdk->parts().session.skipNextUniversalLinkAttribution, skipsUniversal);
     EXPECT_THAT(device->network.requestsTo("skadsdk."), SizeIs(tellsRules ? 1 : 0));
-    EXPECT_EQ(sdk->parts().session.sourceApplication(), source);
+    EXPECT_EQ(sdk->parts().session.takeSourceApplication(), source);
   }
 }
 

@@ -69,7 +69,6 @@ TEST_F(TXSDKiAdClientTest, AFailedLoadIsNotTriedForever) {
   EXPECT_EQ(identityNow().reason, "No class/unknown");
   EXPECT_EQ(log.count("Failed to load library: AdSupport"), 1U);
 
-  loader.txsdk_handle_get_StoreKit();
   EXPECT_EQ(loader.txsdk_SKAdNetworkClass(), &device.frameworks.network);
   EXPECT_EQ(log.count("Dynamically loaded library: StoreKit"), 1U);
   EXPECT_EQ(device.frameworks.opened.back(), "/System/Library/Frameworks/StoreKit.framework/StoreKit");

@@ -1,6 +1,6 @@
 #include "device/TXSystemInfo.h"
 
-#include "device/TXSDKDevice.h"
+#include "common/CompareVersions.h"
 #include "support/SimulatedDevice.h"
 #include "support/Testing.h"
 #include "trovix/Json.h"

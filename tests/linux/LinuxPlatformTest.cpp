@@ -8,7 +8,8 @@
 
 #include "linux/LoopbackServer.h"
 #include "linux/TemporaryDirectory.h"
-#include "platform/linux/LinuxOutput.h"
+#include "platform/linux/LinuxConsole.h"
+#include "platform/linux/LinuxSystemLog.h"
 #include "trovix/platform/Queues.h"
 #include "trovix/platform/URLSession.h"
 

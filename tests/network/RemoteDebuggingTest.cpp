@@ -11,7 +11,7 @@ struct Host final : RemoteDebugHost {
   std::string trovixUID() const override { return "uid"; }
   std::string appleAppID() const override { return "123456789"; }
   std::string appVersion() const override { return "42"; }
-  void upload(const std::string& text) override { uploads.push_back(text); }
+  void remoteDebuggingCallWithData(const std::string& data) override { uploads.push_back(data); }
 
   std::string key = "key";
   std::vector<std::string> uploads;

@@ -47,7 +47,7 @@ TEST(JsonTest, RefusesWhatIsNotJson) {
         "[\"\\ud800\"]", "{a:1}", "[tru]", "\xEF\xBB", "1", "\"text\"", tooDeep.c_str(), endless.c_str()}) {
     const auto value = parseJson(std::string_view(text));
     ASSERT_FALSE(value.ok()) << std::string_view(text).substr(0, 40);
-    EXPECT_EQ(value.error().code(), jsonReadCorruptCode);
+    EXPECT_EQ(value.error().code(), jsonCorruptCode);
   }
   EXPECT_TRUE(parseJson(nested(maximumJsonDepth)).ok());
   EXPECT_EQ(*parseJson(" 12 ", true), Value(12)) << "a fragment, where it is allowed";

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -98,8 +97,6 @@ class TROVIX_API LinuxPlatform {
 
  private:
   struct Services;
-  struct KeptServices;
-  static std::atomic<KeptServices*> keptServices;
   std::shared_ptr<Services> services_;
 };
 

@@ -62,6 +62,8 @@ struct URLResult {
 
 /// Errors in urlErrorDomain.
 namespace urlError {
+/// Under which an error names the address that failed.
+inline constexpr const char* failingURLStringKey = "NSErrorFailingURLStringKey";
 inline constexpr std::int64_t cancelled = -999;
 inline constexpr std::int64_t badURL = -1000;
 inline constexpr std::int64_t timedOut = -1001;
@@ -99,7 +101,7 @@ class TROVIX_API URLSession {
   /// Called with how the task ended. Must not throw.
   using Completion = std::function<void(URLResult)>;
   virtual ~URLSession() = default;
-  /// Starts at once. The completion is called exactly once; the task may be dropped.
+  /// Starts at once. The completion is called exactly once, unless the platform shuts down first; the task may be dropped.
   virtual std::shared_ptr<URLSessionTask> startTask(URLRequest request, Completion completion) = 0;
   /// Running tasks finish; new ones are refused with `cancelled`.
   virtual void finishTasksAndInvalidate() = 0;

@@ -10,8 +10,6 @@
 namespace trovix::platform {
 namespace {
 
-constexpr const char* failingURLStringKey = "NSErrorFailingURLStringKey";
-
 constexpr std::array<std::pair<std::int64_t, const char*>, 13> messages{{
     {urlError::cancelled, "cancelled"},
     {urlError::badURL, "bad URL"},
@@ -36,7 +34,7 @@ Error urlLoadingError(std::int64_t code, const std::string& url) {
   for (const auto& [known, text] : messages) {
     if (known == code) message = text;
   }
-  return Error(urlErrorDomain, code, {{Error::localizedDescriptionKey, message}, {failingURLStringKey, url}});
+  return Error(urlErrorDomain, code, {{Error::localizedDescriptionKey, message}, {urlError::failingURLStringKey, url}});
 }
 
 std::int64_t urlErrorCode(int code) noexcept {

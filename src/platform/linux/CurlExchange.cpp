@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <utility>
 
 #include "platform/linux/CurlErrors.h"
@@ -44,39 +43,7 @@ std::string mimeTypeOf(const HeaderFields& headers) {
   return type;
 }
 
-void setAuthorities(CURL* easy, const CurlOptions& options) {
-  if (!options.certificateAuthorityFile.empty()) {
-    curl_easy_setopt(easy, CURLOPT_CAINFO, options.certificateAuthorityFile.c_str());
-    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
-    return;
-  }
-  const char* file = std::getenv("CURL_CA_BUNDLE");
-  if (file == nullptr) file = std::getenv("SSL_CERT_FILE");
-  if (file != nullptr && *file != '\0') curl_easy_setopt(easy, CURLOPT_CAINFO, file);
-  const char* directory = std::getenv("SSL_CERT_DIR");
-  if (directory != nullptr && *directory != '\0') curl_easy_setopt(easy, CURLOPT_CAPATH, directory);
-}
-
 }  // namespace
-
-void* makeCurlEasy(const CurlOptions& options) {
-  CURL* easy = curl_easy_init();
-  if (easy == nullptr) return nullptr;
-  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-  // Without this, giving up a request waits for its name look-up.
-  curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
-  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
-  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-  curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-  curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-  curl_easy_setopt(easy, CURLOPT_TCP_NODELAY, 1L);
-  curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
-  curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
-  setAuthorities(easy, options);
-  return easy;
-}
 
 CurlExchange::CurlExchange(const URLRequest& request, CurlURL url, const CurlOptions& options)
     : request_(request), url_(std::move(url)), options_(options) {}

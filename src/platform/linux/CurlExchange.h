@@ -2,34 +2,16 @@
 
 #include <chrono>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/linux/CurlOptions.h"
 #include "platform/linux/CurlURL.h"
 #include "trovix/platform/URLSession.h"
 
 struct curl_slist;
 
 namespace trovix::platform {
-
-/// How the sessions load.
-struct CurlOptions {
-  /// "ADDRESS:PORT" that every https connection goes to; empty: where the address says.
-  std::string connectTo;
-  std::string certificateAuthorityFile;
-  bool allowPlainHttp = false;
-  std::size_t maximumAnswer = std::size_t{8} << 20;
-  int maximumRedirects = 16;
-  /// Without data, where the request does not say.
-  std::chrono::milliseconds idleLimit{std::chrono::seconds(60)};
-  /// From the first byte of the first request to the last of the answer, redirects included.
-  std::chrono::milliseconds totalLimit{std::chrono::minutes(5)};
-};
-
-/// Makes an easy handle with everything that all requests share; a null pointer when there is no memory.
-[[nodiscard]] void* makeCurlEasy(const CurlOptions& options);
 
 /// One request on the wire. It is bound to an easy handle while the multi handle drives it. One thread at a time.
 class CurlExchange {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/CurlExchange.h"
+#include "platform/linux/CurlOptions.h"
 #include "trovix/platform/URLSession.h"
 
 namespace trovix::platform {

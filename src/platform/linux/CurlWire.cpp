@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -25,6 +27,39 @@ constexpr double longestInterval = 1e6;
 void initialiseCurl() {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+void setAuthorities(CURL* easy, const CurlOptions& options) {
+  if (!options.certificateAuthorityFile.empty()) {
+    curl_easy_setopt(easy, CURLOPT_CAINFO, options.certificateAuthorityFile.c_str());
+    curl_easy_setopt(easy, CURLOPT_CAPATH, nullptr);
+    return;
+  }
+  const char* file = std::getenv("CURL_CA_BUNDLE");
+  if (file == nullptr) file = std::getenv("SSL_CERT_FILE");
+  if (file != nullptr && *file != '\0') curl_easy_setopt(easy, CURLOPT_CAINFO, file);
+  const char* directory = std::getenv("SSL_CERT_DIR");
+  if (directory != nullptr && *directory != '\0') curl_easy_setopt(easy, CURLOPT_CAPATH, directory);
+}
+
+// An easy handle with everything that all requests share; a null pointer when there is no memory.
+CURL* makeCurlEasy(const CurlOptions& options) {
+  CURL* easy = curl_easy_init();
+  if (easy == nullptr) return nullptr;
+  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  // Without this, giving up a request waits for its name look-up.
+  curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
+  curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
+  curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
+  curl_easy_setopt(easy, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+  curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
+  curl_easy_setopt(easy, CURLOPT_TCP_NODELAY, 1L);
+  curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
+  curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+  setAuthorities(easy, options);
+  return easy;
 }
 
 std::chrono::milliseconds idleLimit(const URLRequest& request, const CurlOptions& options) {
@@ -104,7 +139,7 @@ void CurlWire::start(std::shared_ptr<CurlLoad> load) {
   auto exchange = std::make_unique<CurlExchange>(request, std::get<CurlURL>(std::move(url)), options_);
   exchange->bind(easy, connectTo_);
   transfers_.push_back({std::move(load), easy, std::move(exchange)});
-  curl_multi_add_handle(multi_, easy);
+  if (curl_multi_add_handle(multi_, easy) != CURLM_OK) finish(easy, CURLE_OUT_OF_MEMORY);
 }
 
 void CurlWire::drive() {

@@ -2,11 +2,11 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <utility>
 
 #include "platform/Json.h"
+#include "platform/linux/PosixError.h"
 
 namespace trovix::platform {
 namespace {
@@ -44,11 +44,6 @@ void mergeProfile(Dictionary& facts, const Dictionary& changes) {
   }
 }
 
-Error fileError(int code, const std::string& path) {
-  return Error(posixErrorDomain, code,
-               Dictionary{{Error::localizedDescriptionKey, Value(path + ": " + std::strerror(code))}});
-}
-
 }  // namespace
 
 DeviceProfile::DeviceProfile(Dictionary facts) : facts_(std::make_shared<const Dictionary>(std::move(facts))) {}
@@ -56,16 +51,16 @@ DeviceProfile::DeviceProfile(Dictionary facts) : facts_(std::make_shared<const D
 Result<Dictionary> DeviceProfile::readFile(const std::string& path) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
-  if (!file) return fileError(errno != 0 ? errno : EIO, path);
+  if (!file) return posixError(errno != 0 ? errno : EIO, path);
   std::string text(maximumFileSize + 1, '\0');
   file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad()) return fileError(errno != 0 ? errno : EIO, path);
+  if (file.bad()) return posixError(errno != 0 ? errno : EIO, path);
   text.resize(static_cast<std::size_t>(file.gcount()));
-  if (text.size() > maximumFileSize) return fileError(EFBIG, path);
+  if (text.size() > maximumFileSize) return posixError(EFBIG, path);
   Result<Value> root = parseJson(std::string_view(text));
   if (!root) return root.error();
   if (root.value().dictionary() == nullptr) {
-    return Error(jsonErrorDomain, jsonReadCorruptCode,
+    return Error(jsonErrorDomain, jsonCorruptCode,
                  Dictionary{{Error::localizedDescriptionKey, Value(path + ": not an object")}});
   }
   return std::move(*root.value().dictionary());

@@ -10,11 +10,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <limits>
 #include <memory>
 #include <span>
 
 #include "platform/Crypto.h"
+#include "trovix/platform/SystemLog.h"
 
 namespace trovix::platform {
 namespace {
@@ -110,12 +110,15 @@ std::optional<Data> openSeal(const SealingKey& key, const Data& sealed, std::str
   return done ? std::optional(std::move(plain)) : std::nullopt;
 }
 
-std::optional<SealingKey> readOrMakeSealingKey(const std::string& path) {
+std::optional<SealingKey> readOrMakeSealingKey(const std::string& path, SystemLog& log) {
   SealingKey key{};
   int failure = readKey(path, key);
   if (failure == EINVAL) {
     const std::string name = fmt::format("{}.corrupt-{}", path, std::time(nullptr));
-    if (::rename(path.c_str(), name.c_str()) == 0) failure = ENOENT;
+    if (::rename(path.c_str(), name.c_str()) == 0) {
+      failure = ENOENT;
+      log.write(fmt::format("Damaged key {} set aside as {}", path, name));
+    }
   }
   if (failure == ENOENT) {
     makeKey(path);

@@ -1,7 +1,6 @@
 #include "platform/linux/LinuxClassRegistry.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "platform/linux/DeviceProfile.h"
 

@@ -1,29 +1,13 @@
 #include "platform/linux/LinuxEnvironment.h"
 
 #include <cstdlib>
-#include <filesystem>
-
-#include "trovix/platform/FileSystem.h"
+#include <string>
 
 namespace trovix::platform {
 
 std::optional<std::string> LinuxEnvironment::variable(std::string_view name) const {
   const char* value = std::getenv(std::string(name).c_str());
   return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-}
-
-LinuxDirectories::LinuxDirectories(const std::string& container) {
-  std::error_code failure;
-  const std::filesystem::path absolute = std::filesystem::absolute(container, failure);
-  container_ = failure ? container : absolute.lexically_normal().string();
-  while (container_.size() > 1 && container_.back() == '/') container_.pop_back();
-}
-
-Status LinuxDirectories::create(FileSystem& fileSystem) const {
-  for (const std::string& path : {caches(), documents(), temporary()}) {
-    if (Status status = fileSystem.createDirectories(path); !status) return status;
-  }
-  return success();
 }
 
 }  // namespace trovix::platform

@@ -7,24 +7,20 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <utility>
 
 #include "platform/linux/DeviceProfile.h"
+#include "platform/linux/PosixError.h"
 
 namespace trovix::platform {
 namespace {
 
 constexpr mode_t fileMode = 0600;
-
-Error posixError(int code, const std::string& path) {
-  return Error(posixErrorDomain, code,
-               Dictionary{{Error::localizedDescriptionKey, Value(path + ": " + std::strerror(code))}});
-}
 
 /// An open file, closed at the end.
 class File {
@@ -54,8 +50,9 @@ class File {
 };
 
 std::string parentOf(const std::string& path) {
-  const std::string parent = std::filesystem::path(path).parent_path();
-  return parent.empty() ? "." : parent;
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return path.substr(0, std::max<std::size_t>(slash, 1));
 }
 
 double seconds(const timespec& time) {

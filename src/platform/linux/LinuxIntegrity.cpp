@@ -22,6 +22,11 @@ struct Search {
   Data digests;
 };
 
+using Digest = std::array<std::uint8_t, 32>;
+
+/// Zero bytes where the system does not offer the digest.
+Digest digestOf(Bytes bytes) { return sha256(bytes).value_or(Digest{}); }
+
 /// Digests the executable segments of the object that holds the address.
 int visitObject(dl_phdr_info* object, std::size_t, void* context) {
   auto& search = *static_cast<Search*>(context);
@@ -39,17 +44,17 @@ int visitObject(dl_phdr_info* object, std::size_t, void* context) {
     if (segment.p_type != PT_LOAD || (segment.p_flags & readableCode) != readableCode) continue;
     // The loader tells addresses as numbers. NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto* begin = reinterpret_cast<const std::uint8_t*>(object->dlpi_addr + segment.p_vaddr);
-    const auto digest = sha256(Bytes(begin, segment.p_memsz));
+    const Digest digest = digestOf(Bytes(begin, segment.p_memsz));
     search.digests.insert(search.digests.end(), digest.begin(), digest.end());
   }
   return 1;
 }
 
-std::array<std::uint8_t, 32> digestOfOwnCode() {
+Digest digestOfOwnCode() {
   Search search;
   search.address = reinterpret_cast<std::uintptr_t>(&visitObject);
   ::dl_iterate_phdr(visitObject, &search);
-  return sha256(search.digests);
+  return digestOf(search.digests);
 }
 
 bool isTraced() {
@@ -94,7 +99,7 @@ std::string LinuxIntegrity::runtimeIntegrity(std::int32_t remainder) const {
   Data message(codeDigest_.begin(), codeDigest_.end());
   for (const char digit : std::to_string(remainder)) message.push_back(static_cast<std::uint8_t>(digit));
   std::string answer;
-  for (const std::uint8_t byte : sha256(message)) answer += fmt::format("{:02x}", byte);
+  for (const std::uint8_t byte : digestOf(message)) answer += fmt::format("{:02x}", byte);
   const MutexLock lock(mutex_);
   return answers_.emplace(remainder, std::move(answer)).first->second;
 }

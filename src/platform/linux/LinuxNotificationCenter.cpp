@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -40,16 +39,14 @@ class LinuxNotificationCenter::Observer {
     isRemoved_ = true;
     const auto self = std::find(runningThreads_.begin(), runningThreads_.end(), std::this_thread::get_id());
     if (self != runningThreads_.end()) return;
-    std::unique_lock<std::mutex> waiting(mutex_.native(), std::adopt_lock);
-    while (!runningThreads_.empty()) changed_.wait(waiting);
-    waiting.release();
+    while (!runningThreads_.empty()) changed_.wait(mutex_);
   }
 
  private:
   const std::string name_;
   const Handler handler_;
   Mutex mutex_;
-  std::condition_variable changed_;
+  std::condition_variable_any changed_;
   bool isRemoved_ TX_GUARDED_BY(mutex_) = false;
   std::vector<std::thread::id> runningThreads_ TX_GUARDED_BY(mutex_);
 };

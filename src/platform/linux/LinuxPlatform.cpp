@@ -14,6 +14,8 @@
 #include "platform/linux/LinuxBundle.h"
 #include "platform/linux/LinuxClassRegistry.h"
 #include "platform/linux/LinuxClock.h"
+#include "platform/linux/LinuxConsole.h"
+#include "platform/linux/LinuxDirectories.h"
 #include "platform/linux/LinuxEnvironment.h"
 #include "platform/linux/LinuxFileSystem.h"
 #include "platform/linux/LinuxFrameworks.h"
@@ -22,8 +24,8 @@
 #include "platform/linux/LinuxMainQueue.h"
 #include "platform/linux/LinuxNetworkInterfaces.h"
 #include "platform/linux/LinuxNotificationCenter.h"
-#include "platform/linux/LinuxOutput.h"
 #include "platform/linux/LinuxQueues.h"
+#include "platform/linux/LinuxSystemLog.h"
 #include "platform/linux/ProcessExit.h"
 #include "platform/linux/ProfileFacts.h"
 #include "platform/linux/QueueHub.h"
@@ -151,16 +153,15 @@ LinuxPlatform::LinuxPlatform(LinuxPlatformOptions options) : services_(std::make
   (void)services_->directories.create(services_->fileSystem);
 }
 
-// Services that outlive their platform, reachable until the process has ended.
-struct LinuxPlatform::KeptServices {
-  std::shared_ptr<Services> services;
-  KeptServices* next = nullptr;
-};
-std::atomic<LinuxPlatform::KeptServices*> LinuxPlatform::keptServices{nullptr};
-
 LinuxPlatform::~LinuxPlatform() {
   // A thread that did not end in time, or that only the parent of a fork has, may still hold what it uses.
   if (services_->end(exitLimit)) return;
+  // Such services outlive their platform, reachable until the process has ended.
+  struct KeptServices {
+    std::shared_ptr<Services> services;
+    KeptServices* next = nullptr;
+  };
+  static std::atomic<KeptServices*> keptServices{nullptr};
   // Without memory for it the process cannot go on: a thread would use what is gone.
   // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
   auto* const kept = new KeptServices{std::move(services_), keptServices.load()};

@@ -2,7 +2,6 @@
 
 #include <fmt/core.h>
 
-#include <cmath>
 #include <limits>
 
 #include "platform/linux/DeviceProfile.h"

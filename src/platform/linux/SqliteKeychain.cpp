@@ -1,5 +1,7 @@
 #include "platform/linux/SqliteKeychain.h"
 
+#include <fmt/core.h>
+
 #include <array>
 #include <utility>
 
@@ -134,10 +136,20 @@ std::int32_t SqliteKeychain::perform(Operation operation) {
     if (!database_.isOpen()) key_.reset();
     Ending ending{database_.isOpen() ? SqliteOutcome::done : database_.open()};
     if (ending.outcome == SqliteOutcome::done) ending = operation();
-    if (ending.outcome == SqliteOutcome::done) return ending.status;
+    if (ending.outcome == SqliteOutcome::done) {
+      failureWasLogged_ = false;
+      return ending.status;
+    }
     if (ending.outcome != SqliteOutcome::corrupt || !database_.setAside(log_)) break;
   }
+  noteFailure();
   return keychainStatus::notAvailable;
+}
+
+void SqliteKeychain::noteFailure() {
+  if (std::exchange(failureWasLogged_, true)) return;
+  log_.write(fmt::format("Keychain {} cannot be used: {}{}", database_.path(), database_.lastFailure(),
+                         key_ ? "" : "; its key is not read"));
 }
 
 template <typename Operation>
@@ -259,7 +271,7 @@ SqliteOutcome SqliteKeychain::deleteItem(std::int64_t identifier) {
 }
 
 const SealingKey* SqliteKeychain::sealingKey() {
-  if (!key_) key_ = readOrMakeSealingKey(keyPath_);
+  if (!key_) key_ = readOrMakeSealingKey(keyPath_, log_);
   return key_ ? &*key_ : nullptr;
 }
 

@@ -53,6 +53,7 @@ class SqliteKeychain : public Keychain {
   Ending writeItem(const Item& item) TX_REQUIRES(mutex_);
   SqliteOutcome deleteItem(std::int64_t identifier) TX_REQUIRES(mutex_);
   const SealingKey* sealingKey() TX_REQUIRES(mutex_);
+  void noteFailure() TX_REQUIRES(mutex_);
 
   const std::string keyPath_;
   SystemLog& log_;
@@ -60,6 +61,7 @@ class SqliteKeychain : public Keychain {
   Mutex mutex_;
   SqliteDatabase database_ TX_GUARDED_BY(mutex_);
   std::optional<SealingKey> key_ TX_GUARDED_BY(mutex_);
+  bool failureWasLogged_ TX_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace trovix::platform

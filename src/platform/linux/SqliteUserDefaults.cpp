@@ -2,6 +2,7 @@
 
 #include <fmt/core.h>
 
+#include "platform/WithoutNulls.h"
 #include "platform/linux/StoredValue.h"
 #include "trovix/platform/SystemLog.h"
 

@@ -16,7 +16,4 @@ namespace trovix::platform {
 /// The value of the row's two columns, or a null pointer when they make no sense.
 [[nodiscard]] std::shared_ptr<const Value> readStoredValue(SqliteStatement& row, int kindColumn, int valueColumn);
 
-/// The value as a property list can hold it: without the nulls inside.
-[[nodiscard]] Value withoutNulls(Value value);
-
 }  // namespace trovix::platform

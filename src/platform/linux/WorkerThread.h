@@ -19,11 +19,12 @@ class WorkerThread {
 
   /// False when the system gives no thread. The name has at most 15 bytes.
   [[nodiscard]] bool start(const char* name, std::function<void()> body);
-  [[nodiscard]] bool isCurrent() const noexcept { return thread_.get_id() == std::this_thread::get_id(); }
   /// Whether the body ended in time; true as well when it never started.
   bool joinUntil(std::chrono::steady_clock::time_point deadline);
 
  private:
+  [[nodiscard]] bool isCurrent() const noexcept { return thread_.get_id() == std::this_thread::get_id(); }
+
   std::thread thread_;
   std::future<void> ended_;
 };

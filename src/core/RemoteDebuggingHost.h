@@ -15,19 +15,18 @@ class Settings;
 class TXSDKHTTPClientProtocol;
 
 /// What remote debugging asks of the SDK: who it is, and the way to the servers. Any thread.
-class RemoteDebugFacts final : public RemoteDebugHost {
+class RemoteDebuggingHost final : public RemoteDebugHost {
  public:
-  RemoteDebugFacts(Settings& settings, Installation& installation, const platform::Bundle& bundle,
-                   TXSDKHTTPClientProtocol& http)
+  RemoteDebuggingHost(Settings& settings, Installation& installation, const platform::Bundle& bundle,
+                      TXSDKHTTPClientProtocol& http)
       : settings_(settings), installation_(installation), bundle_(bundle), http_(http) {}
 
   std::string devKey() const override;
   std::string trovixUID() const override;
   std::string appleAppID() const override;
   std::string appVersion() const override;
-  void upload(const std::string& text) override { remoteDebuggingCallWithData(text); }
-  /// Sends the bytes as they are, unless the SDK is stopped.
-  void remoteDebuggingCallWithData(const std::string& data);
+  /// Sends the bytes as they are.
+  void remoteDebuggingCallWithData(const std::string& data) override;
 
  private:
   Settings& settings_;

@@ -1,4 +1,4 @@
-#include "core/RemoteDebugFacts.h"
+#include "core/RemoteDebuggingHost.h"
 
 #include "core/Installation.h"
 #include "core/Settings.h"
@@ -8,18 +8,18 @@
 
 namespace trovix {
 
-std::string RemoteDebugFacts::devKey() const { return settings_.trovixDevKey(); }
+std::string RemoteDebuggingHost::devKey() const { return settings_.trovixDevKey(); }
 
-std::string RemoteDebugFacts::trovixUID() const { return installation_.getTrovixUID(); }
+std::string RemoteDebuggingHost::trovixUID() const { return installation_.getTrovixUID(); }
 
-std::string RemoteDebugFacts::appleAppID() const { return settings_.appleAppID(); }
+std::string RemoteDebuggingHost::appleAppID() const { return settings_.appleAppID(); }
 
-std::string RemoteDebugFacts::appVersion() const {
+std::string RemoteDebuggingHost::appVersion() const {
   const auto version = bundle_.infoValue("CFBundleVersion");
   return version ? description(*version) : "";
 }
 
-void RemoteDebugFacts::remoteDebuggingCallWithData(const std::string& data) {
+void RemoteDebuggingHost::remoteDebuggingCallWithData(const std::string& data) {
   if (settings_.isStopped()) return;
   http_.sendRequestWithConfiguration(
       TXSDKURLFormat(Endpoint::remoteDebug, {settings_.hostPrefix(), settings_.host(), settings_.appleAppID(),

@@ -1,4 +1,5 @@
 // Ways into the application: what a link goes through before it is attributed.
+#include "common/DictionaryReads.h"
 #include "common/Log.h"
 #include "core/DeepLinkAttribution.h"
 #include "core/LinkText.h"
@@ -25,11 +26,6 @@ Value searchPathsValue(const PushLinkPaths::Paths& paths) {
   return list;
 }
 
-std::optional<std::string> textAt(const Dictionary& fields, const char* key) {
-  const std::string* text = fields.string(key);
-  return text != nullptr ? std::optional(*text) : std::nullopt;
-}
-
 /// Text, or a number as its text, as the storage reads it back.
 std::optional<std::string> storedTextAt(const Dictionary& fields, const char* key) {
   const Value* value = fields.find(key);
@@ -53,7 +49,7 @@ void DeepLinkAttribution::handleOpenUrl(const std::optional<std::string>& URL, c
 }
 
 bool DeepLinkAttribution::continueUserActivityUnlessSkipped(const Dictionary& userActivity) {
-  if (!with_.settings.skipNextUniversalLinkAttribution.exchange(false)) continueUserActivity(userActivity);
+  if (!with_.session.skipNextUniversalLinkAttribution.exchange(false)) continueUserActivity(userActivity);
   return true;
 }
 

@@ -1,4 +1,4 @@
-#include "device/TXSDKDevice.h"
+#include "common/CompareVersions.h"
 
 namespace trovix {
 

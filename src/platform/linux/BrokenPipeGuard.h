@@ -1,15 +1,10 @@
-#include "platform/linux/LinuxOutput.h"
-
-#include <unistd.h>
+#pragma once
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
-#include <string>
 
 namespace trovix::platform {
-namespace {
 
 /// While it lives, a write of this thread to a pipe whose reader is gone fails and does not end the host.
 class BrokenPipeGuard {
@@ -38,27 +33,5 @@ class BrokenPipeGuard {
   sigset_t earlierMask_{};
   bool wasPending_ = false;
 };
-
-}  // namespace
-
-void LinuxConsole::print(std::string_view text) {
-  const BrokenPipeGuard guard;
-  if (std::fwrite(text.data(), 1, text.size(), stdout) < text.size()) guard.noteFailure();
-  if (std::fflush(stdout) != 0) guard.noteFailure();
-}
-
-void LinuxSystemLog::write(std::string_view line) {
-  std::string text;
-  text.reserve(line.size() + 1);
-  text.append(line).push_back('\n');
-  std::string_view rest = text;
-  const BrokenPipeGuard guard;
-  while (!rest.empty()) {
-    const ssize_t count = ::write(STDERR_FILENO, rest.data(), rest.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return guard.noteFailure();
-    rest.remove_prefix(static_cast<std::size_t>(count));
-  }
-}
 
 }  // namespace trovix::platform
