@@ -51,6 +51,7 @@ std::vector<Fault> cutOff() {
       {"reset within the headers", Effect::lost, Reach::request, cutAfter("reset", head / 2)},
       {"reset after the headers", Effect::lost, Reach::request, cutAfter("reset", head)},
       {"reset within the body", Effect::lost, Reach::request, cutAfter("reset", head + 1000)},
+      {"hung up after the body", Effect::garbled, Reach::request, cutAfter("close", head + answerSize)},
   };
 }
 

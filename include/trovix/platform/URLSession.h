@@ -101,7 +101,8 @@ class TROVIX_API URLSession {
   /// Called with how the task ended. Must not throw.
   using Completion = std::function<void(URLResult)>;
   virtual ~URLSession() = default;
-  /// Starts at once. The completion is called exactly once, unless the platform shuts down first; the task may be dropped.
+  /// Starts at once. The completion is called exactly once, unless the platform shuts down first; the task may be
+  /// dropped.
   virtual std::shared_ptr<URLSessionTask> startTask(URLRequest request, Completion completion) = 0;
   /// Running tasks finish; new ones are refused with `cancelled`.
   virtual void finishTasksAndInvalidate() = 0;
