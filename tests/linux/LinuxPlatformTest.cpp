@@ -31,7 +31,7 @@ struct LinuxPlatformTest : testing::Test {
   TemporaryDirectory directory;
 };
 
-TEST(LinuxOutputTest, ReadersThatAreGoneSendTheHostNoSignal) {
+TEST(BrokenPipeGuardTest, ReadersThatAreGoneSendTheHostNoSignal) {
   static volatile std::sig_atomic_t signals = 0;
   const auto writeToNobody = [] {
     std::signal(SIGPIPE, [](int) { signals = 1; });

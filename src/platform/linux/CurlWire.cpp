@@ -139,7 +139,7 @@ void CurlWire::start(std::shared_ptr<CurlLoad> load) {
   auto exchange = std::make_unique<CurlExchange>(request, std::get<CurlURL>(std::move(url)), options_);
   exchange->bind(easy, connectTo_);
   transfers_.push_back({std::move(load), easy, std::move(exchange)});
-  if (curl_multi_add_handle(multi_, easy) != CURLM_OK) finish(easy, CURLE_OUT_OF_MEMORY);
+  if (curl_multi_add_handle(multi_, easy) != CURLM_OK) finish(easy, CURLE_COULDNT_CONNECT);
 }
 
 void CurlWire::drive() {

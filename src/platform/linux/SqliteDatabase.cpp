@@ -275,6 +275,12 @@ std::int64_t SqliteDatabase::dataVersion() {
   return version;
 }
 
+void SqliteDatabase::rollBack() {
+  lastFailure_ = lastFailure();
+  // After some failures SQLite has done it already.
+  if (sqlite3_get_autocommit(handle_) == 0) sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
 std::string SqliteDatabase::lastFailure() const {
   const bool isCurrent = handle_ != nullptr && (sqlite3_errcode(handle_) & 0xff) != SQLITE_OK &&
                          (sqlite3_errcode(handle_) & 0xff) < SQLITE_ROW;

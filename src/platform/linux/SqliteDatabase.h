@@ -82,6 +82,8 @@ class SqliteDatabase {
 
   SqliteOutcome prepare(std::string_view text, SqliteStatement& statement);
   SqliteOutcome execute(const char* text);
+  /// Ends a transaction that failed; `lastFailure` goes on telling why it did.
+  void rollBack();
   /// Changes whenever another connection has written; 0 when it cannot be read.
   [[nodiscard]] std::int64_t dataVersion();
   /// The last failure in words.

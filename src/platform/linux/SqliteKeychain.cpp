@@ -134,6 +134,7 @@ std::int32_t SqliteKeychain::perform(Operation operation) {
     if (database_.isOpen() && database_.wasReplaced()) database_.close();
     // Whoever replaced the file may have replaced the key beside it.
     if (!database_.isOpen()) key_.reset();
+    isKeyMissing_ = false;
     Ending ending{database_.isOpen() ? SqliteOutcome::done : database_.open()};
     if (ending.outcome == SqliteOutcome::done) ending = operation();
     if (ending.outcome == SqliteOutcome::done) {
@@ -148,8 +149,8 @@ std::int32_t SqliteKeychain::perform(Operation operation) {
 
 void SqliteKeychain::noteFailure() {
   if (std::exchange(failureWasLogged_, true)) return;
-  log_.write(fmt::format("Keychain {} cannot be used: {}{}", database_.path(), database_.lastFailure(),
-                         key_ ? "" : "; its key is not read"));
+  log_.write(fmt::format("Keychain {} cannot be used: {}", database_.path(),
+                         isKeyMissing_ ? keyPath_ + " can be neither read nor made" : database_.lastFailure()));
 }
 
 template <typename Operation>
@@ -159,7 +160,7 @@ SqliteKeychain::Ending SqliteKeychain::inTransaction(Operation operation) {
   ending = operation();
   const bool succeeded = ending.outcome == SqliteOutcome::done && ending.status == keychainStatus::success;
   if (succeeded) ending.outcome = database_.execute("COMMIT");
-  if (!succeeded || ending.outcome != SqliteOutcome::done) database_.execute("ROLLBACK");
+  if (!succeeded || ending.outcome != SqliteOutcome::done) database_.rollBack();
   return ending;
 }
 
@@ -272,6 +273,7 @@ SqliteOutcome SqliteKeychain::deleteItem(std::int64_t identifier) {
 
 const SealingKey* SqliteKeychain::sealingKey() {
   if (!key_) key_ = readOrMakeSealingKey(keyPath_, log_);
+  isKeyMissing_ = !key_;
   return key_ ? &*key_ : nullptr;
 }
 

@@ -61,6 +61,8 @@ class SqliteKeychain : public Keychain {
   Mutex mutex_;
   SqliteDatabase database_ TX_GUARDED_BY(mutex_);
   std::optional<SealingKey> key_ TX_GUARDED_BY(mutex_);
+  /// Whether the operation that runs could neither read nor make the key.
+  bool isKeyMissing_ TX_GUARDED_BY(mutex_) = false;
   bool failureWasLogged_ TX_GUARDED_BY(mutex_) = false;
 };
 

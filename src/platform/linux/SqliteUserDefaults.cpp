@@ -145,7 +145,7 @@ SqliteOutcome SqliteUserDefaults::writeTransaction(const std::vector<Change>& ch
     if (outcome != SqliteOutcome::done) break;
   }
   if (outcome == SqliteOutcome::done) outcome = database_.execute("COMMIT");
-  if (outcome != SqliteOutcome::done) database_.execute("ROLLBACK");
+  if (outcome != SqliteOutcome::done) database_.rollBack();
   return outcome;
 }
 
