@@ -129,7 +129,7 @@ TEST_F(LogTest, NoThreadIsInsideAReplacedMirror) {
     std::atomic<int> late{0};
   };
   logging::setMirroring(true);
-  TXSetShowDebugLogs(false);  // the recording log takes one thread at a time
+  logging::installMirror({});  // the recording one takes one thread at a time
   std::atomic<bool> stop{false};
   std::vector<std::thread> writers;
   for (int i = 0; i < 2; ++i) {
