@@ -6,7 +6,7 @@ namespace trovix {
 
 /// What a request is, as bits of one 64-bit word.
 namespace eventOption {
-// Kinds without a label of their own in the request log; the event of a purchase is an in-app event too.
+// Kinds that only the request log tells apart; the event of a purchase is an in-app event too.
 inline constexpr std::uint64_t adRevenue = 1;
 inline constexpr std::uint64_t closingReport = 2;
 inline constexpr std::uint64_t purchase = 4;

@@ -89,6 +89,7 @@ void Settings::setUserEmails(std::optional<Array> userEmails, std::int32_t crypt
 void Settings::setPhoneNumber(const std::optional<std::string>& phoneNumber) {
   std::optional<std::string> digest;
   if (phoneNumber) digest = TrovixUtils::sha256(*phoneNumber);
+  if (digest && digest->empty()) digest.reset();
   const platform::MutexLock lock(mutex_);
   phoneNumber_ = std::move(digest);
 }

@@ -37,10 +37,10 @@ TXSDKChecksum::TXSDKChecksum(const platform::Environment& environment, const pla
 
 std::optional<std::string> TXSDKChecksum::calculate(double timestamp, std::string_view bundleIdentifier,
                                                     std::string_view devKey, bool skipAdvancedValidation) const {
-  std::string checksum =
-      TrovixUtils::md5(fmt::format("{}:{}:{}:{}", TrovixUtils::sha256(fmt::format("{:f}", timestamp)),
-                                   TrovixUtils::sha256(bundleIdentifier), kSDKVersion, devKey));
-  if (checksum.size() != kChecksumLength) return std::nullopt;
+  const std::string time = TrovixUtils::sha256(fmt::format("{:f}", timestamp));
+  const std::string bundle = TrovixUtils::sha256(bundleIdentifier);
+  std::string checksum = TrovixUtils::md5(fmt::format("{}:{}:{}:{}", time, bundle, kSDKVersion, devKey));
+  if (time.empty() || bundle.empty() || checksum.size() != kChecksumLength) return std::nullopt;
 
   const bool flags[] = {isSimulator(), isDevelopmentBuild(), integrity_.isDeviceCompromised(skipAdvancedValidation),
                         isCounterValid(), integrity_.isDebuggerAttached()};

@@ -62,7 +62,7 @@ struct AllowedBytes {
   for (const char c : punctuation) allowed.of[static_cast<unsigned char>(c)] = true;
   return allowed;
 }
-/// Percent-encodes every other byte.
+/// Percent-encodes every byte that is not allowed.
 [[nodiscard]] std::string percentEncode(std::string_view text, const AllowedBytes& allowed);
 
 }  // namespace trovix::platform

@@ -116,6 +116,8 @@ TEST_F(SqliteKeychainTest, AKeyThatCannotBeReadNowCostsNoItem) {
   std::filesystem::create_directory(key);
   reopen();
   EXPECT_EQ(add("a", "two"), status::notAvailable);
+  EXPECT_EQ(add("a", "two"), status::notAvailable);
+  EXPECT_THAT(log.lines, testing::ElementsAre(testing::HasSubstr("keychain.key can be neither read nor made")));
   std::filesystem::remove(key);
   std::filesystem::rename(directory / "key", key);
   EXPECT_EQ(read(item("a")), "one");

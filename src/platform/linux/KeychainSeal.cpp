@@ -14,6 +14,7 @@
 #include <span>
 
 #include "platform/Crypto.h"
+#include "platform/Text.h"
 #include "trovix/platform/SystemLog.h"
 
 namespace trovix::platform {
@@ -29,8 +30,6 @@ struct FreeContext {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
 };
 using Context = std::unique_ptr<EVP_CIPHER_CTX, FreeContext>;
-
-const unsigned char* bytes(std::string_view text) { return reinterpret_cast<const unsigned char*>(text.data()); }
 
 /// The file's 32 bytes, or errno; EINVAL for another size.
 int readKey(const std::string& path, SealingKey& key) {
@@ -80,7 +79,7 @@ std::optional<Data> sealValue(const SealingKey& key, const Data& plain, std::str
   int size = 0;
   const bool done =
       context != nullptr && EVP_EncryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), nonce, nullptr) == 1 &&
-      EVP_EncryptUpdate(context.get(), nullptr, &size, bytes(owner), static_cast<int>(owner.size())) == 1 &&
+      EVP_EncryptUpdate(context.get(), nullptr, &size, bytesOf(owner).data(), static_cast<int>(owner.size())) == 1 &&
       EVP_EncryptUpdate(context.get(), text, &size, plain.data(), static_cast<int>(plain.size())) == 1 &&
       EVP_EncryptFinal_ex(context.get(), text + plain.size(), &size) == 1 &&
       EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, tagSize, text + plain.size()) == 1;
@@ -103,7 +102,7 @@ std::optional<Data> openSeal(const SealingKey& key, const Data& sealed, std::str
   int size = 0;
   const bool done =
       context != nullptr && EVP_DecryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), nonce, nullptr) == 1 &&
-      EVP_DecryptUpdate(context.get(), nullptr, &size, bytes(owner), static_cast<int>(owner.size())) == 1 &&
+      EVP_DecryptUpdate(context.get(), nullptr, &size, bytesOf(owner).data(), static_cast<int>(owner.size())) == 1 &&
       EVP_DecryptUpdate(context.get(), plain.data(), &size, text, static_cast<int>(plain.size())) == 1 &&
       EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, tagSize, tag.data()) == 1 &&
       EVP_DecryptFinal_ex(context.get(), rest.data(), &size) == 1;

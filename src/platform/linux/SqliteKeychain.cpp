@@ -137,10 +137,7 @@ std::int32_t SqliteKeychain::perform(Operation operation) {
     isKeyMissing_ = false;
     Ending ending{database_.isOpen() ? SqliteOutcome::done : database_.open()};
     if (ending.outcome == SqliteOutcome::done) ending = operation();
-    if (ending.outcome == SqliteOutcome::done) {
-      failureWasLogged_ = false;
-      return ending.status;
-    }
+    if (ending.outcome == SqliteOutcome::done) return ending.status;
     if (ending.outcome != SqliteOutcome::corrupt || !database_.setAside(log_)) break;
   }
   noteFailure();
@@ -160,7 +157,11 @@ SqliteKeychain::Ending SqliteKeychain::inTransaction(Operation operation) {
   ending = operation();
   const bool succeeded = ending.outcome == SqliteOutcome::done && ending.status == keychainStatus::success;
   if (succeeded) ending.outcome = database_.execute("COMMIT");
-  if (!succeeded || ending.outcome != SqliteOutcome::done) database_.rollBack();
+  if (!succeeded || ending.outcome != SqliteOutcome::done) {
+    database_.rollBack();
+  } else {
+    failureWasLogged_ = false;
+  }
   return ending;
 }
 

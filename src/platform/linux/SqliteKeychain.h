@@ -63,6 +63,7 @@ class SqliteKeychain : public Keychain {
   std::optional<SealingKey> key_ TX_GUARDED_BY(mutex_);
   /// Whether the operation that runs could neither read nor make the key.
   bool isKeyMissing_ TX_GUARDED_BY(mutex_) = false;
+  /// Until something is written again.
   bool failureWasLogged_ TX_GUARDED_BY(mutex_) = false;
 };
 
