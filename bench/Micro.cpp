@@ -17,6 +17,7 @@
 #include "Rig.h"
 #include "common/Log.h"
 #include "common/Version.h"
+#include "core/EventValue.h"
 #include "core/LinkText.h"
 #include "core/TXSDKSKAdNetwork.h"
 #include "network/TXSDKEvent.h"
@@ -50,11 +51,12 @@ Rig& sharedRig() {
 }
 
 TXSDKEvent makeEvent(Rig& rig) {
+  static const Dictionary properties = eventProperties();
   TrovixDictionary parameters = rig.parts().payload.getEventParameters(false);
   Dictionary& dict = parameters.dict();
   dict.set("event", "purchase");
   dict.set("eventName", "purchase");
-  dict.set("eventvalue", jsonText(eventProperties()).value_or(""));
+  dict.set("eventvalue", encodedEventValue(properties, true));
   return {std::move(dict), "https://inapps.example.test/api/v6.2/iosevent?app_id=123456789", kSDKVersion,
           eventOption::TXEventOptionInAppEvent};
 }
@@ -145,29 +147,47 @@ void storageWrite(benchmark::State& state) {
 }
 BENCHMARK(storageWrite);
 
-/// The same upsert by the library alone, in the same mode.
+/// A table like the stores', made and kept by SQLite alone in the same mode.
+class BareStore {
+ public:
+  explicit BareStore(const std::string& path) {
+    sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                    nullptr);
+    sqlite3_exec(database_,
+                 "PRAGMA page_size=1024; PRAGMA synchronous=OFF; PRAGMA journal_mode=MEMORY; "
+                 "CREATE TABLE defaults (key TEXT PRIMARY KEY, kind INTEGER NOT NULL, value) WITHOUT ROWID; "
+                 "PRAGMA journal_mode=WAL; PRAGMA user_version=1; PRAGMA synchronous=NORMAL",
+                 nullptr, nullptr, nullptr);
+    sqlite3_prepare_v2(database_,
+                       "INSERT INTO defaults VALUES ('BenchNumber', 2, ?1) "
+                       "ON CONFLICT (key) DO UPDATE SET kind = excluded.kind, value = excluded.value",
+                       -1, &upsert_, nullptr);
+  }
+  ~BareStore() {
+    sqlite3_finalize(upsert_);
+    sqlite3_close(database_);
+  }
+  BareStore(const BareStore&) = delete;
+  BareStore& operator=(const BareStore&) = delete;
+
+  bool write(std::int64_t number) {
+    sqlite3_bind_int64(upsert_, 1, number);
+    const bool isWritten = sqlite3_step(upsert_) == SQLITE_DONE;
+    sqlite3_reset(upsert_);
+    return isWritten;
+  }
+
+ private:
+  sqlite3* database_ = nullptr;
+  sqlite3_stmt* upsert_ = nullptr;
+};
+
 void storageWriteBare(benchmark::State& state) {
-  const TemporaryDirectory directory;
-  sqlite3* database = nullptr;
-  sqlite3_stmt* upsert = nullptr;
-  sqlite3_open_v2((directory.path() + "/bare.sqlite").c_str(), &database,
-                  SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
-  sqlite3_exec(database,
-               "PRAGMA page_size=1024; PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; "
-               "CREATE TABLE defaults (key TEXT PRIMARY KEY, kind INTEGER NOT NULL, value) WITHOUT ROWID",
-               nullptr, nullptr, nullptr);
-  sqlite3_prepare_v2(database,
-                     "INSERT INTO defaults VALUES ('BenchNumber', 2, ?1) "
-                     "ON CONFLICT (key) DO UPDATE SET kind = excluded.kind, value = excluded.value",
-                     -1, &upsert, nullptr);
+  BareStore store(keptDirectory() + "/bare.sqlite");
   std::int64_t number = 0;
   for (auto _ : state) {
-    sqlite3_bind_int64(upsert, 1, ++number);
-    if (sqlite3_step(upsert) != SQLITE_DONE) state.SkipWithError("not written");
-    sqlite3_reset(upsert);
+    if (!store.write(++number)) state.SkipWithError("not written");
   }
-  sqlite3_finalize(upsert);
-  sqlite3_close(database);
 }
 BENCHMARK(storageWriteBare);
 
@@ -179,6 +199,12 @@ void payload(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(rig.parts().payload.getEventParameters(false));
 }
 BENCHMARK(payload);
+
+void eventValue(benchmark::State& state) {
+  const Dictionary properties = eventProperties();
+  for (auto _ : state) benchmark::DoNotOptimize(encodedEventValue(properties, true));
+}
+BENCHMARK(eventValue);
 
 void checksum(benchmark::State& state) {
   Rig& rig = sharedRig();
@@ -236,8 +262,8 @@ void encryptionBare(benchmark::State& state) {
 }
 BENCHMARK(encryptionBare);
 
-// As many as the cache holds.
-constexpr int kFilesWritten = 46;
+// They are taken out of the way, so the directory is as empty as it is while the network is up.
+constexpr int kFilesWritten = 1000;
 
 /// The processor time of this thread.
 double processorSeconds() {
@@ -246,22 +272,11 @@ double processorSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// Takes written files out of the way. A deleted one would cost the next: for a minute the file system passes over
-/// every inode that was deleted, one by one.
-class FilesAside {
- public:
-  void take(const std::string& path) {
-    std::filesystem::rename(path, directory_.path() + "/" + std::to_string(++count_));
-  }
-
- private:
-  TemporaryDirectory directory_;
-  int count_ = 0;
-};
-
-FilesAside& filesAside() {
-  static FilesAside files;
-  return files;
+/// Takes a written file out of the way.
+void setAside(const std::string& path) {
+  static const std::string& directory = keptDirectory();
+  static int count = 0;
+  std::filesystem::rename(path, directory + "/" + std::to_string(++count));
 }
 
 void cacheWrite(benchmark::State& state) {
@@ -271,7 +286,7 @@ void cacheWrite(benchmark::State& state) {
     const double begin = processorSeconds();
     rig.parts().cache.cacheEvent(event);
     state.SetIterationTime(processorSeconds() - begin);
-    filesAside().take(event.filePath.value_or(""));
+    setAside(event.filePath.value_or(""));
   }
 }
 BENCHMARK(cacheWrite)->Iterations(kFilesWritten)->UseManualTime();
@@ -281,10 +296,9 @@ void cacheWriteBare(benchmark::State& state) {
   TXSDKEvent event = makeEvent(rig);
   rig.parts().cache.cacheEvent(event);
   const Data bytes(std::filesystem::file_size(event.filePath.value_or("")), 'x');
-  filesAside().take(event.filePath.value_or(""));
+  setAside(event.filePath.value_or(""));
 
-  const TemporaryDirectory directory;
-  const std::string path = directory.path() + "/event";
+  const std::string path = keptDirectory() + "/event";
   const std::string draft = path + ".draft";
   for (auto _ : state) {
     const double begin = processorSeconds();
@@ -294,7 +308,7 @@ void cacheWriteBare(benchmark::State& state) {
     rename(draft.c_str(), path.c_str());
     state.SetIterationTime(processorSeconds() - begin);
     if (written != static_cast<ssize_t>(bytes.size())) state.SkipWithError("write failed");
-    filesAside().take(path);
+    setAside(path);
   }
   state.counters["bytes"] = static_cast<double>(bytes.size());
 }
@@ -310,7 +324,7 @@ void wholeRequest(benchmark::State& state) {
     event.sign(rig.parts().checksum);
     benchmark::DoNotOptimize(event.encryptWithData(event.data()));
     state.SetIterationTime(processorSeconds() - begin);
-    filesAside().take(event.filePath.value_or(""));
+    setAside(event.filePath.value_or(""));
   }
 }
 BENCHMARK(wholeRequest)->Iterations(kFilesWritten)->UseManualTime();
@@ -360,15 +374,28 @@ BENCHMARK_CAPTURE(link, tokenLast, "fb1234567890://authorize?a=b", "&access_toke
 
 void ready(benchmark::State& state) {
   for (auto _ : state) {
-    const TemporaryDirectory directory;
+    const std::string& directory = keptDirectory();
     const auto begin = SteadyClock::now();
-    Rig rig(directory.path());
+    Rig rig(directory);
     rig.waitForSerialQueue();
     state.SetIterationTime(secondsSince(begin));
     rig.platform().shutDown();
   }
 }
 BENCHMARK(ready)->UseManualTime();
+
+/// The two stores of a new application, by SQLite alone.
+void readyBare(benchmark::State& state) {
+  for (auto _ : state) {
+    const std::string& directory = keptDirectory();
+    const auto begin = SteadyClock::now();
+    BareStore defaults(directory + "/defaults.sqlite");
+    BareStore keychain(directory + "/keychain.sqlite");
+    state.SetIterationTime(secondsSince(begin));
+    if (!defaults.write(1) || !keychain.write(1)) state.SkipWithError("not written");
+  }
+}
+BENCHMARK(readyBare)->UseManualTime();
 
 }  // namespace
 }  // namespace trovix::bench

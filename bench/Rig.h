@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "core/TrovixLibParts.h"
 #include "trovix/Json.h"
@@ -47,6 +48,13 @@ class TemporaryDirectory {
  private:
   std::string path_;
 };
+
+/// A new directory that stays until the process ends. For minutes the file system passes over every inode that was
+/// deleted, one by one, so what is cleared away between two measurements would cost the second.
+inline const std::string& keptDirectory() {
+  static std::vector<std::unique_ptr<TemporaryDirectory>> kept;
+  return kept.emplace_back(std::make_unique<TemporaryDirectory>())->path();
+}
 
 /// A telephone whose request buffer never evicts.
 inline Dictionary deviceProfile() {

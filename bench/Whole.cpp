@@ -17,6 +17,7 @@
 #include "Rig.h"
 #include "collector/Collector.h"
 #include "common/Version.h"
+#include "core/EventValue.h"
 #include "network/TXSDKEvent.h"
 
 namespace trovix::bench {
@@ -41,10 +42,10 @@ void show(const char* name, double value) { std::printf("%s %.1f\n", name, value
 
 /// From nothing to a first launch that the server has: platform, SDK, key derivation, TLS connection.
 double launchToDelivered(collector::Collector& server) {
-  const TemporaryDirectory directory;
+  const std::string& directory = keptDirectory();
   server.clearRequests();
   const auto begin = SteadyClock::now();
-  Rig rig(directory.path(), server.address(), server.caFile());
+  Rig rig(directory, server.address(), server.caFile());
   rig.configure();
   rig.sdk().start();
   if (!server.waitForRequests("*", 1, kPatience)) fail("no launch came in");
@@ -79,7 +80,7 @@ void fillCache(const std::string& directory) {
   rig.waitForSerialQueue();
   while (rig.parts().cache.cachedEvents().size() < kCachedEvents) {
     TrovixDictionary parameters = rig.parts().payload.getEventParameters(false);
-    parameters.dict().set("eventvalue", jsonText(eventProperties()).value_or(""));
+    parameters.dict().set("eventvalue", encodedEventValue(eventProperties(), true));
     TXSDKEvent event(std::move(parameters.dict()), "https://inapps.example.test/api/v6.2/iosevent?app_id=1",
                      kSDKVersion, eventOption::TXEventOptionInAppEvent);
     rig.parts().cache.cacheEvent(event);
@@ -160,9 +161,9 @@ void run(std::chrono::seconds idleTime) {
 
   std::vector<double> starts;
   for (int round = 0; round < kRounds; ++round) {
-    const TemporaryDirectory directory;
-    fillCache(directory.path());
-    starts.push_back(coldStart(directory.path()));
+    const std::string& directory = keptDirectory();
+    fillCache(directory);
+    starts.push_back(coldStart(directory));
   }
   show("cold_start_full_us", median(starts));
   measureIdleness(server, idleTime);

@@ -2,25 +2,16 @@
 
 #include <string_view>
 
-#include "common/Encoding.h"
 #include "platform/Json.h"
+#include "platform/Url.h"
 
 namespace trovix {
 namespace {
 
-std::string escapedValue(std::string_view json) {
-  const std::string escaped = TXSDKPercentEscapes(json);
-  std::string text;
-  text.reserve(escaped.size() + escaped.size() / 8);
-  for (const char c : escaped) {
-    if (c == ',') {
-      text += "%2C";
-    } else {
-      text.push_back(c);
-    }
-  }
-  return text;
-}
+// What a URL query may hold, but for commas.
+constexpr platform::AllowedBytes kValueBytes = platform::allowedBytes("-._~!$&'()*+;=:@/?");
+
+std::string escapedValue(std::string_view json) { return platform::percentEncode(json, kValueBytes); }
 
 }  // namespace
 

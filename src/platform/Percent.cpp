@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
 #include "platform/Url.h"
 
 namespace trovix::platform {
@@ -30,17 +34,19 @@ std::string percentDecode(std::string_view text) {
 
 std::string percentEncode(std::string_view text, const AllowedBytes& allowed) {
   constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string encoded;
-  encoded.reserve(text.size() + text.size() / 4);
+  const auto isAllowed = [&](char c) { return allowed.of[static_cast<std::uint8_t>(c)]; };
+  const auto kept = static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isAllowed));
+  std::string encoded(kept + 3 * (text.size() - kept), '%');
+  auto out = encoded.begin();
   for (const char c : text) {
-    const auto byte = static_cast<std::uint8_t>(c);
-    if (allowed.of[byte]) {
-      encoded += c;
-    } else {
-      encoded += '%';
-      encoded += digits[byte >> 4];
-      encoded += digits[byte & 15];
+    if (isAllowed(c)) {
+      *out++ = c;
+      continue;
     }
+    const auto byte = static_cast<std::uint8_t>(c);
+    out[1] = digits[byte >> 4];
+    out[2] = digits[byte & 15];
+    out += 3;
   }
   return encoded;
 }

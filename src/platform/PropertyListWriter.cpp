@@ -29,6 +29,8 @@ enum class Marker : std::uint8_t {
 constexpr std::uint8_t kFalse = 0x08;
 constexpr std::uint8_t kTrue = 0x09;
 constexpr std::uint8_t kEightBytes = 3;
+// What an object of an event's parameters takes, its place in the table included.
+constexpr std::size_t kOrdinaryObject = 16;
 
 // How many objects a value becomes, as far down as one may nest.
 std::size_t objectCount(const Value& value, std::size_t depth);
@@ -49,6 +51,12 @@ std::size_t objectCount(const Value& value, std::size_t depth) {
   return count;
 }
 
+bool isAscii(std::string_view text) noexcept {
+  unsigned char bits = 0;
+  for (const char c : text) bits |= static_cast<unsigned char>(c);
+  return bits < 0x80;
+}
+
 constexpr std::size_t bytesFor(std::uint64_t number) noexcept {
   return number <= 0xFF ? 1 : number <= 0xFFFF ? 2 : number <= 0xFFFFFFFF ? 4 : 8;
 }
@@ -58,7 +66,10 @@ constexpr std::size_t bytesFor(std::uint64_t number) noexcept {
 class BinaryWriter {
  public:
   /// Of at most so many objects.
-  explicit BinaryWriter(std::size_t objects) : referenceSize_(bytesFor(objects)) { offsets_.reserve(objects); }
+  explicit BinaryWriter(std::size_t objects) : referenceSize_(bytesFor(objects)) {
+    offsets_.reserve(objects);
+    bytes_.reserve(objects * kOrdinaryObject);
+  }
 
   /// False when it nests too deep.
   bool write(const Dictionary& dictionary) {
@@ -70,7 +81,10 @@ class BinaryWriter {
   [[nodiscard]] Data take() { return std::move(bytes_); }
 
  private:
-  void append(std::string_view text) { bytes_.insert(bytes_.end(), text.begin(), text.end()); }
+  void append(std::string_view text) {
+    const auto* begin = reinterpret_cast<const std::uint8_t*>(text.data());
+    bytes_.insert(bytes_.end(), begin, begin + text.size());
+  }
   void appendNumber(std::uint64_t number, std::size_t size) {
     for (std::size_t i = size; i > 0; --i) bytes_.push_back(static_cast<std::uint8_t>(number >> (8 * (i - 1))));
   }
@@ -96,9 +110,7 @@ class BinaryWriter {
 
   void writeText(std::string_view text) {
     beginObject();
-    const bool isAscii =
-        std::all_of(text.begin(), text.end(), [](char c) { return c != '\0' && static_cast<unsigned char>(c) < 0x80; });
-    if (!isAscii) return writeUtf16(utf16(text));
+    if (!isAscii(text) || text.find('\0') != std::string_view::npos) return writeUtf16(utf16(text));
     appendHead(Marker::asciiText, text.size());
     append(text);
   }

@@ -14,7 +14,11 @@ WorkerThread::~WorkerThread() {
 
 bool WorkerThread::start(const char* name, std::function<void()> body) {
   // A callback that throws ends the process here, and is not kept in the task's result.
-  std::packaged_task<void()> task([body = std::move(body)]() noexcept { body(); });
+  std::packaged_task<void()> task([name, body = std::move(body)]() noexcept {
+    // On the thread itself it is one call; the maker would go by way of a file.
+    pthread_setname_np(pthread_self(), name);
+    body();
+  });
   auto ended = task.get_future();
   // A thread inherits the mask of its maker. Faults stay deliverable: blocked ones would kill without a handler.
   sigset_t blocked;
@@ -28,9 +32,7 @@ bool WorkerThread::start(const char* name, std::function<void()> body) {
   } catch (const std::system_error&) {
   }
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  if (!thread_.joinable()) return false;
-  pthread_setname_np(thread_.native_handle(), name);
-  return true;
+  return thread_.joinable();
 }
 
 bool WorkerThread::joinUntil(std::chrono::steady_clock::time_point deadline) {

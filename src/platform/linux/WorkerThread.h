@@ -17,7 +17,7 @@ class WorkerThread {
   WorkerThread(WorkerThread&&) = default;
   WorkerThread& operator=(WorkerThread&&) = delete;
 
-  /// False when the system gives no thread. The name has at most 15 bytes.
+  /// False when the system gives no thread. The name has at most 15 bytes and is a literal.
   [[nodiscard]] bool start(const char* name, std::function<void()> body);
   /// Whether the body ended in time; true as well when it never started.
   bool joinUntil(std::chrono::steady_clock::time_point deadline);
