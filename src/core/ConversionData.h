@@ -5,7 +5,8 @@
 
 #include "common/Lifetime.h"
 #include "network/TXSDKHTTPClientProtocol.h"
-#include "trovix/TrovixLibDelegate.h"
+#include "trovix/Error.h"
+#include "trovix/Value.h"
 #include "trovix/platform/Platform.h"
 
 namespace trovix {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
+#include <utility>
 
 #include "common/Lifetime.h"
 #include "trovix/TrovixLib.h"

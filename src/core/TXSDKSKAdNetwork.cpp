@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "common/ClampTo.h"
 #include "common/Log.h"
 #include "device/FrameworkLoader.h"
 #include "storage/StorageKeys.h"
@@ -19,11 +20,6 @@ constexpr double kSecondsPerHour = 3600;
 constexpr std::int32_t kStartWithHighBit = 32;
 constexpr std::size_t kFirstHighBit = 5;
 constexpr std::size_t kLastBit = 5;
-
-template <typename T>
-T clampTo(std::int64_t number) {
-  return static_cast<T>(std::clamp<std::int64_t>(number, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
-}
 
 std::int64_t revenueCandidate(const SKAdRule& rule, const std::string& name, const Dictionary& values) {
   const std::int64_t current = rule.sk_conversion_val;

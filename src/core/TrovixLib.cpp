@@ -84,7 +84,7 @@ void TrovixLib::setAppleAppID(const std::optional<Value>& appleAppID) {
 }
 
 void TrovixLib::remoteDebuggingCallWithData(const Data& data) {
-  parts_->remoteDebuggingHost.remoteDebuggingCallWithData(std::string(data.begin(), data.end()));
+  parts_->remoteDebugUploader.remoteDebuggingCallWithData(std::string(data.begin(), data.end()));
 }
 
 void TrovixLib::setIsTrace(bool isTrace) { TXSetShowDebugLogsTrace(isTrace); }

@@ -82,7 +82,7 @@ TrovixLib::Parts::Parts(platform::Platform& platform)
       remoteDebugging(platform.clock, platform.locale, *storage),
       espRedirects(std::make_shared<EspRedirects>(settings, lifetime)),
       http(TXSDKHTTPClientFactory::HTTPClientWithType(0, platform, checksum, remoteDebugging, espRedirects, lifetime)),
-      remoteDebuggingHost(settings, installation, platform.bundle, *http),
+      remoteDebugUploader(settings, installation, platform.bundle, *http),
       frameworkLoader(platform.frameworks),
       iAdClient(frameworkLoader, platform.frameworks, platform.device, platform.clock, platform.queues, lifetime),
       serial(makeSerialQueue(platform.queues, appGroupName.has_value(), *storage, lifetime)),
@@ -195,7 +195,7 @@ TrovixLib::Parts::Parts(platform::Platform& platform)
       linkGenerationHost(platform, settings, session, installation, *storage, *http, dispatch) {
   settings.isAppClip = flagInBundle(platform.bundle, "TrovixAppClip", false);
   settings.VPNCollectionEnabled = flagInBundle(platform.bundle, "TrovixVPNCollectionEnabled", true);
-  remoteDebugging.attach(&remoteDebuggingHost);
+  remoteDebugging.attach(&remoteDebugUploader);
   iAdClient.setQueue(serial);
 }
 

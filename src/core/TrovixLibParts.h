@@ -23,7 +23,7 @@
 #include "core/PartnerDataRecord.h"
 #include "core/Purchases.h"
 #include "core/PushLinks.h"
-#include "core/RemoteDebuggingHost.h"
+#include "core/RemoteDebugUploader.h"
 #include "core/SessionState.h"
 #include "core/Settings.h"
 #include "core/UninstallToken.h"
@@ -82,7 +82,7 @@ struct TrovixLib::Parts {
   TrovixProxyManager remoteDebugging;
   const std::shared_ptr<EspRedirects> espRedirects;
   const std::shared_ptr<TXSDKHTTPClientProtocol> http;
-  RemoteDebuggingHost remoteDebuggingHost;
+  RemoteDebugUploader remoteDebugUploader;
   FrameworkLoader frameworkLoader;
   TXSDKiAdClient iAdClient;
   const std::shared_ptr<platform::SerialQueue> serial;

@@ -43,8 +43,6 @@ TXSDKiAdClient::TXSDKiAdClient(FrameworkLoader& loader, platform::Frameworks& fr
       queues_(queues),
       lifetime_(std::move(lifetime)) {}
 
-TXSDKiAdClient::~TXSDKiAdClient() = default;
-
 void TXSDKiAdClient::setQueue(std::shared_ptr<platform::SerialQueue> queue) { queue_ = std::move(queue); }
 
 bool TXSDKiAdClient::isSystemAtLeast(std::string_view version) const {

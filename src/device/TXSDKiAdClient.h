@@ -38,7 +38,6 @@ class TXSDKiAdClient {
   /// Everything that waits is dropped once the owner behind `lifetime` is gone; handlers are then not called.
   TXSDKiAdClient(FrameworkLoader& loader, platform::Frameworks& frameworks, const platform::Device& device,
                  const platform::Clock& clock, platform::Queues& queues, Lifetime lifetime);
-  ~TXSDKiAdClient();
 
   /// The SDK's serial queue; set once, before anything else is called.
   void setQueue(std::shared_ptr<platform::SerialQueue> queue);

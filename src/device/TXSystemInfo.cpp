@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 #include <string_view>
 #include <utility>
 
+#include "common/ClampTo.h"
 #include "platform/Text.h"
 #include "trovix/platform/DeviceFacts.h"
 
@@ -117,11 +117,7 @@ std::int64_t TXSystemInfo::cpuSpeed() const {
   return hertz ? *hertz / 1'000'000 : -1;
 }
 
-std::int32_t TXSystemInfo::cpuCount() const {
-  using Limits = std::numeric_limits<std::int32_t>;
-  const std::int64_t count = system_.integer("hw.ncpu").value_or(1);
-  return static_cast<std::int32_t>(std::clamp<std::int64_t>(count, Limits::min(), Limits::max()));
-}
+std::int32_t TXSystemInfo::cpuCount() const { return clampTo<std::int32_t>(system_.integer("hw.ncpu").value_or(1)); }
 
 bool TXSystemInfo::is64bit() const {
   for (const std::string_view name : {"hw.cpu64bit_capable", "hw.optional.x86_64", "hw.optional.64bitops"}) {

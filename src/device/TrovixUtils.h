@@ -8,7 +8,6 @@
 #include <string_view>
 #include <vector>
 
-#include "trovix/Error.h"
 #include "trovix/Value.h"
 #include "trovix/platform/Platform.h"
 
@@ -49,12 +48,12 @@ class TrovixUtils {
   void txsdk_print_dependencies() const;
 
   // Pure.
-  /// JSON bytes, or nothing with `statusCode` -1 (not a JSON object), -2 or the serialiser's code. Success leaves it.
+  /// JSON bytes, or nothing with `statusCode` -1 (not a JSON object) or -2 (no memory for it). Success leaves it.
   [[nodiscard]] static std::optional<Data> JSONFromParameters(const std::optional<Dictionary>& parameters,
                                                               std::int64_t& statusCode);
   /// Lower-case digits; wipes the bytes it read.
   [[nodiscard]] static std::string toHexString(std::uint8_t* bytes, std::size_t length);
-  /// Digests in lower-case digits, empty where the system does not offer one.
+  // Digests in lower-case digits, empty where the system does not offer one.
   /// Over as many UTF-8 bytes as the text has UTF-16 units, as the servers compute it.
   [[nodiscard]] static std::string sha1(std::string_view text);
   /// Over the whole UTF-8 form.

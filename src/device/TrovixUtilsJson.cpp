@@ -17,17 +17,17 @@ constexpr std::int64_t kStatusRaised = -2;
 
 std::optional<Data> TrovixUtils::JSONFromParameters(const std::optional<Dictionary>& parameters,
                                                     std::int64_t& statusCode) {
-  if (!parameters || !platform::isValidJsonObject(*parameters)) {
+  if (!parameters) {
     statusCode = kStatusNotJson;
     return std::nullopt;
   }
   try {
-    const auto text = platform::writeJson(*parameters);
-    if (text) {
+    // It refuses exactly what is no JSON object.
+    if (const auto text = platform::writeJson(*parameters)) {
       const platform::Bytes bytes = platform::bytesOf(*text);
       return Data(bytes.begin(), bytes.end());
     }
-    statusCode = text.error().code();
+    statusCode = kStatusNotJson;
   } catch (const std::exception&) {
     statusCode = kStatusRaised;
   }

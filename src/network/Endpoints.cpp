@@ -103,8 +103,6 @@ std::string endpointTemplate(Endpoint endpoint) {
   return replaced ? *replaced : kKinds[index].defaultTemplate;
 }
 
-const char* endpointKindName(Endpoint endpoint) noexcept { return kKinds[static_cast<std::size_t>(endpoint)].name; }
-
 std::string TXSDKURLFormat(const std::string& urlTemplate, const std::vector<std::optional<std::string>>& arguments) {
   const bool fits = !URLComparisonEnabled() || countUpToFirstMissing(arguments) == countPlaces(urlTemplate);
   return fill(urlTemplate, arguments, fits ? 0 : 2);

@@ -33,8 +33,6 @@ inline constexpr std::size_t kEndpointCount = 17;
 
 /// The template of a kind as it stands now, process-wide. Any thread.
 [[nodiscard]] std::string endpointTemplate(Endpoint endpoint);
-/// The name that overrides use ("Launches").
-[[nodiscard]] const char* endpointKindName(Endpoint endpoint) noexcept;
 
 /// Fills a template's "%@" in order; "%%" is a "%", and other text stays as it is. An argument that is missing, or that
 /// the template has and the list has not, prints "(null)"; surplus arguments are ignored. In URL comparison mode, when

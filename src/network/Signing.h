@@ -53,9 +53,11 @@ struct LinkAuthorization {
 [[nodiscard]] std::string deferredDeepLinkSignature(std::string_view devKey, std::string_view timestamp);
 /// Milliseconds since 1970, "%.0f".
 [[nodiscard]] std::string millisecondTimestamp(double now);
+/// The "Authorization" of a request for conversion rules, over its "Tx-Timestamp".
 [[nodiscard]] std::string conversionRulesSignature(std::string_view devKey, std::string_view timestamp,
                                                    std::string_view appleAppID, std::string_view uid,
                                                    std::string_view currency);
+/// The "Authorization" of a request for a conversion value, over its "Tx-Timestamp".
 [[nodiscard]] std::string conversionValueSignature(std::string_view devKey, std::string_view timestamp,
                                                    std::string_view appleAppID, std::string_view uid);
 

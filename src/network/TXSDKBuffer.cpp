@@ -46,7 +46,7 @@ std::shared_ptr<TXSDKDebugBufferProtocol> TXSDKBuffer::debugDelegate() const {
 
 bool TXSDKBuffer::isFull() const {
   const MutexLock lock(mutex_);
-  return std::cmp_greater_equal(pendingElements_.size() + handedOut_, executingElementsSize_);
+  return pendingElements_.size() + handedOut_ >= executingElementsSize;
 }
 
 bool TXSDKBuffer::isFlushing() const {
@@ -139,7 +139,7 @@ void TXSDKBuffer::runBatch() {
       doFlushWhenCompleted_ = true;
       return;
     }
-    while (std::cmp_less(batch.size(), executingElementsSize_) && !pendingElements_.empty()) {
+    while (batch.size() < executingElementsSize && !pendingElements_.empty()) {
       batch.push_back(std::move(pendingElements_.front()));
       pendingElements_.pop_front();
     }

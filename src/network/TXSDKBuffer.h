@@ -95,7 +95,7 @@ class TXSDKBuffer : public std::enable_shared_from_this<TXSDKBuffer> {
   void runOperation(std::size_t index);
   void didFinishOperations();
 
-  const std::int64_t executingElementsSize_ = 1;
+  static constexpr std::size_t executingElementsSize = 1;
   const std::int64_t bufferSize_;
   const std::shared_ptr<platform::SerialQueue> bufferQueue_;
   const std::shared_ptr<platform::SerialQueue> operationQueue_;

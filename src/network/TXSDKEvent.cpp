@@ -1,10 +1,9 @@
 #include "network/TXSDKEvent.h"
 
-#include <algorithm>
 #include <exception>
-#include <limits>
 #include <utility>
 
+#include "common/ClampTo.h"
 #include "common/DictionaryReads.h"
 #include "common/Log.h"
 #include "common/TrovixAES128Crypto.h"
@@ -32,11 +31,6 @@ std::optional<Value> copyOf(const Value* value) {
 
 std::optional<std::string> textParameter(const std::optional<Dictionary>& parameters, std::string_view key) {
   return parameters ? textAt(*parameters, key) : std::nullopt;
-}
-
-std::int32_t int32Of(const Value& value) noexcept {
-  using Limits = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(std::clamp<std::int64_t>(value.integerValue(), Limits::min(), Limits::max()));
 }
 
 bool hasPropertyListExtension(std::string_view path) noexcept {
@@ -91,7 +85,7 @@ void TXSDKEvent::sign(TXSDKChecksum& checksum) {
   if (!parameters) return;
   const Value timestampValue = timestamp().value_or(Value());
   parameters->set("cksm_v1", checksumOf(checksum, timestampValue.doubleValue(), bundleIdentifier(), key()));
-  parameters->set("ref", checksum.runtimeIntegrity(int32Of(timestampValue) % 100));
+  parameters->set("ref", checksum.runtimeIntegrity(clampTo<std::int32_t>(timestampValue.integerValue()) % 100));
 }
 
 std::optional<Data> TXSDKEvent::data() const {

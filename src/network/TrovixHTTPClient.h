@@ -17,9 +17,9 @@ class TrovixProxyManager;
 /// The client over the platform's URL sessions.
 class TrovixHTTPClient final : public TXSDKHTTPClientProtocol, public std::enable_shared_from_this<TrovixHTTPClient> {
  public:
-  /// The policy is held weakly and may come to nothing; redirects are then followed. The lifetime is that of whoever
-  /// owns the checksum and remote debugging: answers to events that come after it are dropped. Without one they must
-  /// outlive every request.
+  /// The policy is held weakly: without one redirects are followed, once it is gone they are refused. The lifetime is
+  /// that of whoever owns the checksum and remote debugging: answers to events that come after it are dropped. Without
+  /// one they must outlive every request.
   TrovixHTTPClient(platform::Platform& platform, TXSDKChecksum& checksum, TrovixProxyManager& remoteDebugging,
                    std::weak_ptr<RedirectPolicy> redirectPolicy, std::optional<Lifetime> lifetime = std::nullopt);
   ~TrovixHTTPClient() override;

@@ -54,7 +54,7 @@ void TrovixProxyManager::setProxyManagerDisabled(bool flag) noexcept {
 void TrovixProxyManager::updateMirror() noexcept {
   // Two changes at once must not leave the older answer behind.
   const platform::MutexLock lock(mutex_);
-  if (mirroring == this) logging::setMirroring(isRemoteDebugging());
+  if (mirroring == this) logging::setMirroring(acceptsLines());
 }
 
 void TrovixProxyManager::startRemoteDebugging() {
@@ -78,14 +78,19 @@ void TrovixProxyManager::clearData() {
     cleared.swap(events_);
   }
   requestSize_ = 0;
+  updateMirror();
 }
 
 void TrovixProxyManager::addEventWithString(std::string_view text) {
   if (!acceptsLines()) return;
   std::string line = fmt::format("{:>18} {}", TXSDKDateStringRD(clock_.now(), locale_), text);
   requestSize_ += static_cast<std::int32_t>(line.size());
-  const platform::MutexLock lock(mutex_);
-  events_.push_back(std::move(line));
+  {
+    const platform::MutexLock lock(mutex_);
+    events_.push_back(std::move(line));
+  }
+  // Without an answer of the server nothing empties the lines; the log sites need not write what would be dropped.
+  if (!acceptsLines()) updateMirror();
 }
 
 void TrovixProxyManager::sendRemoteDebuggingDataWithModel(const std::string& model, const std::string& systemVersion) {

@@ -71,7 +71,7 @@ class TrovixProxyManager {
                              const std::string& TXUID, const std::string& launchCounter);
   void setAppDataWithAppId(const std::string& appId, const std::string& appVersion);
   void setProxyEntries(const Dictionary& entries);
-  /// Lets log sites know whether lines are wanted. After every change of a flag.
+  /// Lets log sites know whether lines are kept. After every change of a flag or of the budget that is left.
   void updateMirror() noexcept;
 
   const platform::Clock& clock_;

@@ -1,8 +1,12 @@
 #include "platform/Text.h"
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstring>
+
+#include "trovix/Value.h"
 
 namespace trovix::platform {
 namespace {
@@ -152,33 +156,25 @@ bool base64Decode(std::string_view text, std::string& bytes) {
 }
 
 CalendarTime calendarTime(double secondsSince1970, std::int32_t secondsFromGMT) noexcept {
-  constexpr double firstMillisecond = -62167219200000.0;  // 0000-01-01T00:00:00.000
-  constexpr double lastMillisecond = 253402300799999.0;   // 9999-12-31T23:59:59.999
+  namespace chrono = std::chrono;
+  using chrono::milliseconds;
+  constexpr chrono::sys_time<milliseconds> first = chrono::sys_days{chrono::year{0} / chrono::January / 1};
+  constexpr chrono::sys_time<milliseconds> last =
+      chrono::sys_days{chrono::year{10000} / chrono::January / 1} - milliseconds{1};
   // Rounded by the product first: 0.3 s in a large sum must not read as 299 ms.
-  double milliseconds = std::floor(secondsSince1970 * 1000.0) + secondsFromGMT * 1000.0;
-  if (std::isnan(milliseconds)) milliseconds = 0;
-  milliseconds = std::fmin(std::fmax(milliseconds, firstMillisecond), lastMillisecond);
+  const milliseconds since1970(saturatingInteger(std::floor(secondsSince1970 * 1000.0) + secondsFromGMT * 1000.0));
+  const chrono::sys_time<milliseconds> moment = std::clamp(chrono::sys_time<milliseconds>(since1970), first, last);
 
-  constexpr std::int64_t millisecondsPerDay = 86400000;
-  const auto total = static_cast<std::int64_t>(milliseconds) - static_cast<std::int64_t>(firstMillisecond);
-  const auto ofDay = static_cast<int>(total % millisecondsPerDay);
-  // Days are counted from March of the year -400, so that leap days and centuries come last in their cycles.
-  const std::int64_t days = total / millisecondsPerDay + 146097 - 60;
-  const std::int64_t era = days / 146097;
-  const std::int64_t ofEra = days % 146097;
-  const std::int64_t yearOfEra = (ofEra - ofEra / 1460 + ofEra / 36524 - ofEra / 146096) / 365;
-  const std::int64_t ofYear = ofEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::int64_t marchMonth = (5 * ofYear + 2) / 153;
-
-  CalendarTime time;
-  time.day = static_cast<int>(ofYear - (153 * marchMonth + 2) / 5 + 1);
-  time.month = static_cast<int>(marchMonth < 10 ? marchMonth + 3 : marchMonth - 9);
-  time.year = static_cast<int>(yearOfEra + era * 400 - 400 + (time.month <= 2 ? 1 : 0));
-  time.hour = ofDay / 3600000;
-  time.minute = ofDay / 60000 % 60;
-  time.second = ofDay / 1000 % 60;
-  time.millisecond = ofDay % 1000;
-  return time;
+  const chrono::sys_days midnight = chrono::floor<chrono::days>(moment);
+  const chrono::year_month_day date = midnight;
+  const chrono::hh_mm_ss time(moment - midnight);
+  return {.year = int{date.year()},
+          .month = static_cast<int>(unsigned{date.month()}),
+          .day = static_cast<int>(unsigned{date.day()}),
+          .hour = static_cast<int>(time.hours().count()),
+          .minute = static_cast<int>(time.minutes().count()),
+          .second = static_cast<int>(time.seconds().count()),
+          .millisecond = static_cast<int>(time.subseconds().count())};
 }
 
 }  // namespace trovix::platform

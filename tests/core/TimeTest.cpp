@@ -12,19 +12,28 @@ struct TimeTest : TrovixLibFixture {
   TimeTest() { makeSdk(); }
 };
 
-TEST_F(TimeTest, ReportsAClockThatWasSetBackAsItIsAndRecovers) {
-  start();
-  device->setNow(device->now() - 10 * kYear);
-  EXPECT_TRUE(start()->at(0).error) << "no session is that short";
-  device->notificationCenter.post(platform::application::didEnterBackground);
-  restart();
-  start();
-  EXPECT_EQ(lastSent("launches.").text("timepassedsincelastlaunch"), "-315360000");
-  EXPECT_EQ(lastSent("launches.").text("prev_session_dur"), "-315360000");
-  device->advance(60);
-  start();
-  EXPECT_EQ(lastSent("launches.").text("timepassedsincelastlaunch"), "60");
-  EXPECT_EQ(lastSent("launches.").text("counter"), "3");
+TEST_F(TimeTest, ReportsAClockThatWasSetAsItIsAndRecovers) {
+  // A century has more seconds than 31 bits.
+  const std::pair<double, const char*> cases[] = {{-10 * kYear, "-315360000"}, {100 * kYear, "3153600000"}};
+  for (const auto& [change, passed] : cases) {
+    SCOPED_TRACE(passed);
+    disk = std::make_shared<SimulatedDisk>();
+    restart();
+    start();
+    device->setNow(device->now() + change);
+    device->notificationCenter.post(platform::application::didEnterBackground);
+    EXPECT_EQ(start()->at(0).error.has_value(), change < 0) << "no session is shorter than none";
+    if (change < 0) {
+      restart();
+      start();
+    }
+    EXPECT_EQ(lastSent("launches.").text("timepassedsincelastlaunch"), passed);
+    EXPECT_EQ(lastSent("launches.").text("prev_session_dur"), passed);
+    device->advance(60);
+    start();
+    EXPECT_EQ(lastSent("launches.").text("timepassedsincelastlaunch"), "60");
+    EXPECT_EQ(lastSent("launches.").text("counter"), "3");
+  }
 }
 
 TEST_F(TimeTest, DeliversWhatWasCachedUnderAnyClock) {

@@ -46,16 +46,19 @@ TEST_F(RemoteDebuggingTest, CollectsTheLogUntilTheServerSaysNo) {
 }
 
 TEST_F(RemoteDebuggingTest, StopsAtItsBudget) {
+  manager.attach(&host);
   const std::size_t stamp = std::string("2023-11-14 17:13:20 ").size();
   manager.addEventWithString(std::string(98300 - stamp, 'x'));
   ASSERT_EQ(manager.requestSize(), 98300);
   manager.addEventWithString(std::string(200 - stamp, 'y'));
   EXPECT_EQ(manager.requestSize(), 98500) << "the last line may cross";
+  EXPECT_FALSE(logging::isWanted(LogLevel::error)) << "a log site costs a flag test again";
   manager.addEventWithString("z");
   EXPECT_EQ(manager.requestSize(), 98500);
   manager.clearData();
   addLogEvent(manager, 4, "-[Some thing]", "again");
   EXPECT_THAT(manager.getJSONString(), testing::EndsWith(R"([DEBUG] -[Some thing]: again"]})"));
+  EXPECT_TRUE(logging::isWanted(LogLevel::error));
 }
 
 TEST_F(RemoteDebuggingTest, FreezesTheStaticDataWhenItIsFirstStored) {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 #include "platform/linux/CurlOptions.h"

@@ -1,58 +1,34 @@
 #include "platform/linux/PosixTimeZone.h"
 
 #include <cctype>
+#include <chrono>
 
 namespace trovix::platform {
 namespace {
 
-constexpr std::int64_t secondsPerDay = 86400;
+namespace chrono = std::chrono;
+
 constexpr std::int32_t maximumHours = 167;
 
-bool isLeapYear(std::int64_t year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
-
-/// Days from 1970-01-01 to the date, in the calendar of today.
-std::int64_t daysFromCivil(std::int64_t year, std::int64_t month, std::int64_t day) {
-  year -= month <= 2 ? 1 : 0;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const std::int64_t yearOfEra = year - era * 400;
-  const std::int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  const std::int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-  return era * 146097 + dayOfEra - 719468;
-}
-
-std::int64_t floorDivide(std::int64_t a, std::int64_t b) { return a / b - (a % b < 0 ? 1 : 0); }
-
-std::int64_t yearOf(std::int64_t localSeconds) {
-  const std::int64_t days = floorDivide(localSeconds, secondsPerDay) + 719468;
-  const std::int64_t era = floorDivide(days, 146097);
-  const std::int64_t dayOfEra = days - era * 146097;
-  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  return yearOfEra + era * 400 + (dayOfYear >= 306 ? 1 : 0);
-}
-
-/// Local time of the change, as seconds since 1970 of a clock that is not shifted.
-std::int64_t momentIn(std::int64_t year, const PosixTimeZone::Change& change) {
-  std::int64_t day = 0;
+/// Local time of the change, counted from 1970 by a clock that is not shifted.
+chrono::seconds momentIn(chrono::year year, const PosixTimeZone::Change& change) {
+  chrono::local_days day{year / chrono::January / 1};
   switch (change.kind) {
     case PosixTimeZone::Change::Kind::julian:
-      day = daysFromCivil(year, 1, 1) + change.day - 1 + (isLeapYear(year) && change.day >= 60 ? 1 : 0);
+      day += chrono::days{change.day - (year.is_leap() && change.day >= 60 ? 0 : 1)};
       break;
     case PosixTimeZone::Change::Kind::dayOfYear:
-      day = daysFromCivil(year, 1, 1) + change.day;
+      day += chrono::days{change.day};
       break;
     case PosixTimeZone::Change::Kind::weekday: {
-      const std::int64_t first = daysFromCivil(year, change.month, 1);
-      const std::int64_t next =
-          change.month == 12 ? daysFromCivil(year + 1, 1, 1) : daysFromCivil(year, change.month + 1, 1);
-      // 1970-01-01 was a Thursday.
-      const std::int64_t firstWeekday = ((first + 4) % 7 + 7) % 7;
-      day = first + (change.day - firstWeekday + 7) % 7 + (change.week - 1) * std::int64_t{7};
-      if (day >= next) day -= 7;
+      const chrono::year_month month = year / change.month;
+      const chrono::weekday weekday(static_cast<unsigned>(change.day));
+      const auto week = static_cast<unsigned>(change.week);
+      day = week == 5 ? chrono::local_days{month / weekday[chrono::last]} : chrono::local_days{month / weekday[week]};
       break;
     }
   }
-  return day * secondsPerDay + change.seconds;
+  return day.time_since_epoch() + chrono::seconds{change.seconds};
 }
 
 /// Reads a rule from its front.
@@ -148,14 +124,18 @@ std::optional<PosixTimeZone> PosixTimeZone::parse(std::string_view text) {
 }
 
 std::int32_t PosixTimeZone::offsetAt(std::int64_t moment) const noexcept {
-  // Far beyond any date that is asked for, and small enough for the arithmetic below.
+  // No rule is meant for times further off than this.
   constexpr std::int64_t furthest = std::int64_t{1} << 50;
   if (!hasSummerTime_ || moment < -furthest || moment > furthest) return standardOffset_;
-  const std::int64_t year = yearOf(moment + standardOffset_);
-  const std::int64_t begin = momentIn(year, begin_) - standardOffset_;
-  const std::int64_t end = momentIn(year, end_) - summerOffset_;
+  // The calendar repeats itself every 400 years, and its types end with the year 32767.
+  const chrono::seconds now = chrono::seconds{moment} % chrono::days{146097};
+  const chrono::seconds standard{standardOffset_};
+  const chrono::seconds summer{summerOffset_};
+  const chrono::year_month_day today{chrono::floor<chrono::days>(chrono::local_seconds{now + standard})};
+  const chrono::seconds begin = momentIn(today.year(), begin_) - standard;
+  const chrono::seconds end = momentIn(today.year(), end_) - summer;
   // South of the equator summer time spans the new year.
-  const bool isSummer = begin < end ? moment >= begin && moment < end : moment >= begin || moment < end;
+  const bool isSummer = begin < end ? now >= begin && now < end : now >= begin || now < end;
   return isSummer ? summerOffset_ : standardOffset_;
 }
 

@@ -1,4 +1,4 @@
-#include "core/RemoteDebuggingHost.h"
+#include "core/RemoteDebugUploader.h"
 
 #include "core/Installation.h"
 #include "core/Settings.h"
@@ -8,18 +8,18 @@
 
 namespace trovix {
 
-std::string RemoteDebuggingHost::devKey() const { return settings_.trovixDevKey(); }
+std::string RemoteDebugUploader::devKey() const { return settings_.trovixDevKey(); }
 
-std::string RemoteDebuggingHost::trovixUID() const { return installation_.getTrovixUID(); }
+std::string RemoteDebugUploader::trovixUID() const { return installation_.getTrovixUID(); }
 
-std::string RemoteDebuggingHost::appleAppID() const { return settings_.appleAppID(); }
+std::string RemoteDebugUploader::appleAppID() const { return settings_.appleAppID(); }
 
-std::string RemoteDebuggingHost::appVersion() const {
+std::string RemoteDebugUploader::appVersion() const {
   const auto version = bundle_.infoValue("CFBundleVersion");
   return version ? description(*version) : "";
 }
 
-void RemoteDebuggingHost::remoteDebuggingCallWithData(const std::string& data) {
+void RemoteDebugUploader::remoteDebuggingCallWithData(const std::string& data) {
   if (settings_.isStopped()) return;
   http_.sendRequestWithConfiguration(
       TXSDKURLFormat(Endpoint::remoteDebug, {settings_.hostPrefix(), settings_.host(), settings_.appleAppID(),

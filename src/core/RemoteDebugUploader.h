@@ -14,10 +14,10 @@ class Installation;
 class Settings;
 class TXSDKHTTPClientProtocol;
 
-/// What remote debugging asks of the SDK: who it is, and the way to the servers. Any thread.
-class RemoteDebuggingHost final : public RemoteDebugHost {
+/// Uploads what remote debugging collected, and tells it who the SDK is. Any thread.
+class RemoteDebugUploader final : public RemoteDebugHost {
  public:
-  RemoteDebuggingHost(Settings& settings, Installation& installation, const platform::Bundle& bundle,
+  RemoteDebugUploader(Settings& settings, Installation& installation, const platform::Bundle& bundle,
                       TXSDKHTTPClientProtocol& http)
       : settings_(settings), installation_(installation), bundle_(bundle), http_(http) {}
 
