@@ -19,7 +19,7 @@ using fuzz::require;
 
 /// A simulated device whose facts are the profile's.
 struct ProfiledDevice {
-  explicit ProfiledDevice(const Dictionary& facts) : profile(facts) {}
+  explicit ProfiledDevice(const Dictionary& given) : profile(given) {}
 
   test::SimulatedDevice device;
   platform::DeviceProfile profile;
