@@ -57,7 +57,7 @@ TXSDKEvent makeEvent(Rig& rig) {
   dict.set("event", "purchase");
   dict.set("eventName", "purchase");
   dict.set("eventvalue", encodedEventValue(properties, true));
-  return {std::move(dict), "https://inapps.example.test/api/v6.2/iosevent?app_id=123456789", kSDKVersion,
+  return {std::move(dict), "https://inapps.example.test/api/v6.2/iosevent?app_id=123456789", sdkVersion,
           eventOption::TXEventOptionInAppEvent};
 }
 
@@ -107,7 +107,7 @@ BENCHMARK(logOffBare);
 // ---------------------------------------------------------------------------------------------------------
 
 // So few that all are logged before the first falls due: the caller is measured, not the work behind it.
-constexpr int kEventsLogged = 2000;
+constexpr int eventsLogged = 2000;
 
 void logEvent(benchmark::State& state) {
   Rig& rig = sharedRig();
@@ -120,7 +120,7 @@ void logEvent(benchmark::State& state) {
   }
   rig.waitUntilIdle();
 }
-BENCHMARK(logEvent)->Iterations(kEventsLogged);
+BENCHMARK(logEvent)->Iterations(eventsLogged);
 
 void logEventCopied(benchmark::State& state) {
   Rig& rig = sharedRig();
@@ -128,7 +128,7 @@ void logEventCopied(benchmark::State& state) {
   for (auto _ : state) rig.sdk().logEvent("purchase", properties);
   rig.waitUntilIdle();
 }
-BENCHMARK(logEventCopied)->Iterations(kEventsLogged);
+BENCHMARK(logEventCopied)->Iterations(eventsLogged);
 
 // --- Storage
 // ----------------------------------------------------------------------------------------------------------
@@ -263,7 +263,7 @@ void encryptionBare(benchmark::State& state) {
 BENCHMARK(encryptionBare);
 
 // They are taken out of the way, so the directory is as empty as it is while the network is up.
-constexpr int kFilesWritten = 1000;
+constexpr int filesWritten = 1000;
 
 /// The processor time of this thread.
 double processorSeconds() {
@@ -289,7 +289,7 @@ void cacheWrite(benchmark::State& state) {
     setAside(event.filePath.value_or(""));
   }
 }
-BENCHMARK(cacheWrite)->Iterations(kFilesWritten)->UseManualTime();
+BENCHMARK(cacheWrite)->Iterations(filesWritten)->UseManualTime();
 
 void cacheWriteBare(benchmark::State& state) {
   Rig& rig = sharedRig();
@@ -312,7 +312,7 @@ void cacheWriteBare(benchmark::State& state) {
   }
   state.counters["bytes"] = static_cast<double>(bytes.size());
 }
-BENCHMARK(cacheWriteBare)->Iterations(kFilesWritten)->UseManualTime();
+BENCHMARK(cacheWriteBare)->Iterations(filesWritten)->UseManualTime();
 
 /// All that an event costs between the caller and the wire.
 void wholeRequest(benchmark::State& state) {
@@ -327,7 +327,7 @@ void wholeRequest(benchmark::State& state) {
     setAside(event.filePath.value_or(""));
   }
 }
-BENCHMARK(wholeRequest)->Iterations(kFilesWritten)->UseManualTime();
+BENCHMARK(wholeRequest)->Iterations(filesWritten)->UseManualTime();
 
 // --- Rules and links
 // ----------------------------------------------------------------------------------------------------

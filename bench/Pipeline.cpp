@@ -18,13 +18,13 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr int kMemoryEvents = 10'000;
-constexpr int kManyEvents = 100'000;
-constexpr int kStep = 100;
-constexpr int kBurst = 3'000;
-constexpr int kRounds = 5;
-constexpr const char* kEventKind = "InApps";
-constexpr std::chrono::minutes kPatience{3};
+constexpr int memoryEvents = 10'000;
+constexpr int manyEvents = 100'000;
+constexpr int step = 100;
+constexpr int burst = 3'000;
+constexpr int rounds = 5;
+constexpr const char* eventKind = "InApps";
+constexpr std::chrono::minutes patience{3};
 
 /// Bytes of this process that are in memory.
 std::int64_t residentBytes() {
@@ -43,7 +43,7 @@ struct Arrivals {
   void reset() { first = last = 0; }
   void note(const Dictionary& request) {
     const std::string* kind = request.string("kind");
-    if (kind == nullptr || *kind != kEventKind) return;
+    if (kind == nullptr || *kind != eventKind) return;
     last = SteadyClock::now().time_since_epoch().count();
     if (first == 0) first = last.load();
   }
@@ -54,25 +54,25 @@ struct Arrivals {
 
 void logPaced(Rig& rig, int count) {
   // Slower than the wire, so that no backlog is mistaken for growth.
-  constexpr std::chrono::microseconds kInterval{2000};
+  constexpr std::chrono::microseconds interval{2000};
   auto due = SteadyClock::now();
-  for (int i = 0; i < count; ++i, due += kInterval) {
+  for (int i = 0; i < count; ++i, due += interval) {
     std::this_thread::sleep_until(due);
     rig.sdk().logEvent("purchase", Dictionary{{"price", 100}});
   }
 }
 
 void await(const collector::Collector& server, std::size_t events) {
-  if (!server.waitForRequests(kEventKind, events, kPatience)) fail("events are missing");
+  if (!server.waitForRequests(eventKind, events, patience)) fail("events are missing");
 }
 
 double eventsPerSecond(Rig& rig, collector::Collector& server, Arrivals& arrivals) {
   server.clearRequests();
   arrivals.reset();
-  for (int i = 0; i < kBurst; ++i) rig.sdk().logEvent("purchase", eventProperties());
-  await(server, kBurst);
+  for (int i = 0; i < burst; ++i) rig.sdk().logEvent("purchase", eventProperties());
+  await(server, burst);
   rig.waitUntilIdle();
-  return (kBurst - 1) / arrivals.seconds();
+  return (burst - 1) / arrivals.seconds();
 }
 
 /// What the SDK sent last, made anew.
@@ -83,12 +83,12 @@ struct Post {
 };
 
 Post lastPost(const collector::Collector& server) {
-  const auto requests = server.requestsOfKind(kEventKind);
+  const auto requests = server.requestsOfKind(eventKind);
   if (requests.empty()) fail("no request was recorded");
   const Dictionary& request = requests.back();
   const Dictionary* parameters = request.dictionary("parameters");
   if (parameters == nullptr) fail("the request's body was not read");
-  const TXSDKEvent event(*parameters, *request.string("url"), kSDKVersion, eventOption::TXEventOptionInAppEvent);
+  const TXSDKEvent event(*parameters, *request.string("url"), sdkVersion, eventOption::TXEventOptionInAppEvent);
   return {*request.string("url"), *request.string("host"), event.encryptWithData(event.data())};
 }
 
@@ -107,14 +107,14 @@ double barePostsPerSecond(collector::Collector& server, Arrivals& arrivals, cons
   curl_easy_setopt(handle, CURLOPT_POSTFIELDS, post.body.data());
   curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE, static_cast<long>(post.body.size()));
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, discard);
-  for (int i = 0; i < kBurst; ++i) {
+  for (int i = 0; i < burst; ++i) {
     if (curl_easy_perform(handle) != CURLE_OK) fail("a bare request failed");
   }
   curl_easy_cleanup(handle);
   curl_slist_free_all(headers);
   curl_slist_free_all(connectTo);
-  await(server, kBurst);
-  return (kBurst - 1) / arrivals.seconds();
+  await(server, burst);
+  return (burst - 1) / arrivals.seconds();
 }
 
 void show(const char* name, std::int64_t bytes) {
@@ -128,23 +128,23 @@ void measureMemory(Rig& rig, const collector::Collector& server) {
     return residentBytes();
   };
   show("resident_start_kib", residentBytes());
-  logPaced(rig, kMemoryEvents / 10);
-  show("resident_1000_kib", residentAfter(kMemoryEvents / 10));
-  logPaced(rig, kMemoryEvents - kMemoryEvents / 10);
-  show("resident_10000_kib", residentAfter(kMemoryEvents));
+  logPaced(rig, memoryEvents / 10);
+  show("resident_1000_kib", residentAfter(memoryEvents / 10));
+  logPaced(rig, memoryEvents - memoryEvents / 10);
+  show("resident_10000_kib", residentAfter(memoryEvents));
   // The rest as fast as the wire takes it.
-  for (int sent = kMemoryEvents; sent < kManyEvents; sent += kStep) {
-    if (sent == kManyEvents / 2) show("resident_50000_kib", residentAfter(sent));
-    for (int i = 0; i < kStep; ++i) rig.sdk().logEvent("purchase", Dictionary{{"price", 100}});
-    await(server, static_cast<std::size_t>(sent + kStep));
+  for (int sent = memoryEvents; sent < manyEvents; sent += step) {
+    if (sent == manyEvents / 2) show("resident_50000_kib", residentAfter(sent));
+    for (int i = 0; i < step; ++i) rig.sdk().logEvent("purchase", Dictionary{{"price", 100}});
+    await(server, static_cast<std::size_t>(sent + step));
   }
-  show("resident_100000_kib", residentAfter(kManyEvents));
+  show("resident_100000_kib", residentAfter(manyEvents));
 }
 
 // In turn, so that what else the machine does falls on both.
 void measureRate(Rig& rig, collector::Collector& server, Arrivals& arrivals) {
   Post post;
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     const double pipeline = eventsPerSecond(rig, server, arrivals);
     post = lastPost(server);
     const double bare = barePostsPerSecond(server, arrivals, post);
@@ -166,7 +166,7 @@ void run() {
   Rig rig(directory.path(), server.address(), server.caFile());
   rig.configure();
   rig.sdk().start();
-  if (!server.waitForRequests("*", 1, kPatience)) fail("no launch came in");
+  if (!server.waitForRequests("*", 1, patience)) fail("no launch came in");
   rig.waitUntilIdle();
   measureMemory(rig, server);
   measureRate(rig, server, arrivals);

@@ -25,9 +25,9 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr int kRounds = 9;
-constexpr int kCachedEvents = 46;
-constexpr std::chrono::minutes kPatience{3};
+constexpr int rounds = 9;
+constexpr int cachedEvents = 46;
+constexpr std::chrono::minutes patience{3};
 
 double microsecondsSince(SteadyClock::time_point begin) {
   return std::chrono::duration<double, std::micro>(SteadyClock::now() - begin).count();
@@ -48,7 +48,7 @@ double launchToDelivered(collector::Collector& server) {
   Rig rig(directory, server.address(), server.caFile());
   rig.configure();
   rig.sdk().start();
-  if (!server.waitForRequests("*", 1, kPatience)) fail("no launch came in");
+  if (!server.waitForRequests("*", 1, patience)) fail("no launch came in");
   const double elapsed = microsecondsSince(begin);
   rig.waitUntilIdle();
   rig.platform().shutDown();
@@ -78,11 +78,11 @@ void fillCache(const std::string& directory) {
   Rig rig(directory);
   rig.configure();
   rig.waitForSerialQueue();
-  while (rig.parts().cache.cachedEvents().size() < kCachedEvents) {
+  while (rig.parts().cache.cachedEvents().size() < cachedEvents) {
     TrovixDictionary parameters = rig.parts().payload.getEventParameters(false);
     parameters.dict().set("eventvalue", encodedEventValue(eventProperties(), true));
-    TXSDKEvent event(std::move(parameters.dict()), "https://inapps.example.test/api/v6.2/iosevent?app_id=1",
-                     kSDKVersion, eventOption::TXEventOptionInAppEvent);
+    TXSDKEvent event(std::move(parameters.dict()), "https://inapps.example.test/api/v6.2/iosevent?app_id=1", sdkVersion,
+                     eventOption::TXEventOptionInAppEvent);
     rig.parts().cache.cacheEvent(event);
   }
   rig.platform().shutDown();
@@ -130,7 +130,7 @@ void measureIdleness(collector::Collector& server, std::chrono::seconds duration
   rig.configure();
   rig.sdk().start();
   rig.sdk().logEvent("purchase", eventProperties());
-  if (!server.waitForRequests("*", 2, kPatience)) fail("the event did not come in");
+  if (!server.waitForRequests("*", 2, patience)) fail("the event did not come in");
   rig.waitUntilIdle();
   // Threads that wait for more work, and a connection that is kept, may end first.
   std::this_thread::sleep_for(std::chrono::seconds(2));
@@ -152,7 +152,7 @@ void run(std::chrono::seconds idleTime) {
 
   std::vector<double> launches;
   std::vector<double> posts;
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     launches.push_back(launchToDelivered(server));
     posts.push_back(barePost(server));
   }
@@ -160,7 +160,7 @@ void run(std::chrono::seconds idleTime) {
   show("bare_post_us", median(posts));
 
   std::vector<double> starts;
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     const std::string& directory = keptDirectory();
     fillCache(directory);
     starts.push_back(coldStart(directory));

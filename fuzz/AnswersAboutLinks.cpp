@@ -23,7 +23,7 @@ void openLink(Application& application, const std::string& link) {
   delegate->onAppOpenAttributionFailure = [&](const Error&) { ++heard; };
   application.sdk.setDelegate(delegate);
   application.sdk.performOnAppAttributionWithURL(link);
-  application.device.advance(kLongEnough);
+  application.device.advance(longEnough);
   require(heard == 1);
 }
 
@@ -61,7 +61,7 @@ void deferredDeepLink(Application& application, const Answer& answer) {
     require(link->isDeferred() && isJson(link->clickEvent()) && platform::parseJson(link->toString()));
   };
   application.sdk.setDeepLinkDelegate(delegate);
-  application.device.advance(kLongEnough);
+  application.device.advance(longEnough);
   require(heard == 1);
   checkHealthy(application);
 }
@@ -75,7 +75,7 @@ void linkCreation(Application& application, const Answer& answer) {
     require(link == generator.generateLink() || (link == answer.body && platform::Url::parse(link)->host()));
     ++heard;
   });
-  application.device.advance(kLongEnough);
+  application.device.advance(longEnough);
   require(heard == 1);
 }
 
@@ -94,7 +94,7 @@ void appLink(Application& application, const Answer& answer) {
   require(companion->waiting.size() == 1 && delivered == 0);
   using Link = Result<std::optional<std::string>>;
   companion->answer(answer.error ? Link(*answer.error) : Link(answer.body));
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(delivered == 1);
   const auto link = application.sdk.facebookDeferredAppLink();
   require(answer.error || answer.body.empty() ? !link : link == answer.body);
@@ -106,13 +106,13 @@ void crossPromotion(Application& application, const Answer& answer) {
   device.network.defaultAnswer = answer;
   const Dictionary parameters{{"a b", "c&d"}, {"n", 1}};
   TrovixCrossPromotionHelper::logCrossPromoteImpression("555", "camp", parameters);
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(device.network.requests.front().url().starts_with("https://impression."));
   int ended = 0;
   TrovixCrossPromotionHelper::logAndOpenStore("555", "camp", parameters, [&](const auto& session, const auto& URL) {
     session->startTask({.url = URL}, [&](const auto&) { ++ended; });
   });
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(ended == 1);
   checkHealthy(application);
 }
@@ -125,7 +125,7 @@ void linkParameters(Application& application, const Answer& answer) {
                                            require(!parameters || (!error && isJson(*parameters)));
                                            ++heard;
                                          });
-  application.device.advance(kLongEnough);
+  application.device.advance(longEnough);
   require(heard == 1);
   checkHealthy(application);
 }

@@ -12,7 +12,7 @@ namespace {
 
 using test::Answer;
 
-constexpr const char* kReceipt = "/app/Shop.app/StoreKit/receipt";
+constexpr const char* receiptPath = "/app/Shop.app/StoreKit/receipt";
 
 std::size_t cachedCount(Application& application) { return application.sdk.parts().cache.cachedEvents().size(); }
 
@@ -44,7 +44,7 @@ void checkHealthy(Application& application) {
     require(!error && *data == Dictionary{{"statusCode", 200}});
     ++delivered;
   });
-  application.device.advance(kLongEnough);
+  application.device.advance(longEnough);
   require(delivered == 1);
   // What has no JSON form goes out as a single byte.
   for (const auto& request : application.device.network.requests) {
@@ -60,12 +60,12 @@ void launch(Application& application, const Answer& answer) {
     require(data.has_value());
     ++heard;
   });
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(heard == 1);
   // The answer may have asked for the log, for a closing report, and for other links.
   device.network.defaultAnswer = {};
   device.notificationCenter.post(platform::application::didEnterBackground);
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   for (const char* part : {"monitorsdk", "stats."}) {
     for (const auto& request : device.network.requestsTo(part)) require(platform::parseJson(request.body()));
   }
@@ -74,7 +74,7 @@ void launch(Application& application, const Answer& answer) {
     require(platform::isValidUtf8(link));
     ++links;
   });
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(links == 1);
   checkHealthy(application);
 }
@@ -92,7 +92,7 @@ void inAppEvent(Application& application, const Answer& answer) {
                                           isAnswered = !error || status != 0;
                                           ++heard;
                                         });
-  application.device.advance(kLongEnough);
+  application.device.advance(longEnough);
   require(heard == 1);
   require(!isAnswered || cachedCount(application) == 0);
   checkNothingIsLeft(application);
@@ -101,10 +101,10 @@ void inAppEvent(Application& application, const Answer& answer) {
 void purchaseEvent(Application& application, const Answer& answer) {
   test::SimulatedDevice& device = application.device;
   checkHealthy(application);
-  device.fileSystem.place(kReceipt, "RECEIPT");
+  device.fileSystem.place(receiptPath, "RECEIPT");
   device.network.answer("//validate.", answer);
   application.sdk.validateAndLogInAppPurchase("shoes", "3", "USD", "T1", Dictionary{{"n", 1}}, {}, {});
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(!device.network.requestsTo("//validate.").empty());
   device.network.answer("//validate.", {});
   checkNothingIsLeft(application);
@@ -112,7 +112,7 @@ void purchaseEvent(Application& application, const Answer& answer) {
 
 void receipt(Application& application, const Answer& answer) {
   test::SimulatedDevice& device = application.device;
-  device.fileSystem.place(kReceipt, "RECEIPT");
+  device.fileSystem.place(receiptPath, "RECEIPT");
   device.network.answer("validate-ios-receipt-server", answer);
   int heard = 0;
   application.sdk.validateAndLogInAppPurchase(
@@ -122,7 +122,7 @@ void receipt(Application& application, const Answer& answer) {
         ++heard;
       },
       [&](const auto&, const auto&) { ++heard; });
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(heard == 1);
 }
 
@@ -130,7 +130,7 @@ void adRevenue(Application& application, const Answer& answer) {
   application.device.network.defaultAnswer = answer;
   for (int i = 0; i < 2; ++i) {
     application.sdk.sendAdRevenueWithParameters({{"event_revenue", 1.5}, {"text", "a\xff"}});
-    application.device.advance(kLongEnough);
+    application.device.advance(longEnough);
   }
   require(reported(application.device, "//adrevenue.", "adrevenue_counter") == std::vector<Value>{1, 2});
   checkHealthy(application);
@@ -141,7 +141,7 @@ void uninstallToken(Application& application, const Answer& answer) {
   // Whatever became of it, a token that did not change is not registered again.
   for (const Data& token : {Data{1, 2, 3}, Data{1, 2, 3}, Data{1, 2, 4}}) {
     application.sdk.registerUninstall(token);
-    application.device.advance(kLongEnough);
+    application.device.advance(longEnough);
   }
   require(reported(application.device, "//register.", "devicetoken") == std::vector<Value>{"010203", "010204"});
   checkHealthy(application);
@@ -151,10 +151,10 @@ void closingReports(Application& application, const Answer& answer) {
   test::SimulatedDevice& device = application.device;
   device.network.defaultAnswer = {.body = R"({"monitor":1,"send_background":1})"};
   application.sdk.start();
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   device.network.defaultAnswer = answer;
   device.notificationCenter.post(platform::application::didEnterBackground);
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(reported(device, "//stats.", "statType") == std::vector<Value>{"user_closed_app"});
   require(reported(device, "//monitorsdk.", "data").size() == 1);
   checkHealthy(application);
@@ -171,7 +171,7 @@ void searchAds(Application& application, const Answer& answer) {
   device.network.answer("//attr.", answer);
   application.sdk.setDisableCollectASA(false);
   application.sdk.start();
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   const auto kept = application.sdk.parts().storage->dictionaryForKey(storageKey::searchAdsAttribution);
   require(device.network.requestsTo("//attr.").empty() == !kept);
   device.network.answer("//attr.", {});

@@ -23,7 +23,7 @@ std::optional<Dictionary> verdictOf(Application& application) {
   delegate->onConversionDataFail = [&](const Error&) { ++heard; };
   application.sdk.setDelegate(delegate);
   application.sdk.getConversionData();
-  application.device.advance(fuzz::kLongEnough);
+  application.device.advance(fuzz::longEnough);
   require(heard == 1);
   return verdict;
 }
@@ -58,7 +58,7 @@ void rules(Application& application, const Answer& answer) {
   test::SimulatedDevice& device = application.device;
   device.network.defaultAnswer = answer;
   device.notificationCenter.post(platform::application::didFinishLaunching);
-  device.advance(fuzz::kLongEnough);
+  device.advance(fuzz::longEnough);
   ConversionRuleFetcher& fetcher = application.sdk.parts().rules;
   device.queues.runOn(*application.sdk.parts().serial, [&] {
     for (const char* name : {"tx_purchase", "a", "b", "a"}) {
@@ -81,17 +81,17 @@ void conversionValue(Application& application, const Answer& answer) {
   device.network.answer("/rules?", Answer{.body = R"({"sk_rules":{"s2s":true,"wi":24}})"});
   device.network.answer("/conversion-value?", answer);
   device.notificationCenter.post(platform::application::didFinishLaunching);
-  device.advance(fuzz::kLongEnough);
+  device.advance(fuzz::longEnough);
   require(application.sdk.parts().rules.isS2SModeEnabled());
   for (int i = 0; i < 2; ++i) {
     device.notificationCenter.post(platform::application::didEnterBackground);
-    device.advance(fuzz::kLongEnough);
+    device.advance(fuzz::longEnough);
   }
   checkValues(device);
 }
 
 /// In the order of their letters, which begin an input. New ones go to the end.
-constexpr void (*kQuestions[])(Application&, const Answer&) = {
+constexpr void (*everyQuestion[])(Application&, const Answer&) = {
     fuzz::launch,         conversionData,       fuzz::deferredDeepLink,
     fuzz::shortLink,      fuzz::redirects,      rules,
     conversionValue,      fuzz::receipt,        fuzz::linkCreation,
@@ -115,7 +115,7 @@ Answer answerIn(fuzz::Input& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   fuzz::Input input(bytes, size);
-  const auto question = kQuestions[static_cast<std::uint8_t>(input.byte() - 'a') % std::size(kQuestions)];
+  const auto question = everyQuestion[static_cast<std::uint8_t>(input.byte() - 'a') % std::size(everyQuestion)];
   const Answer answer = answerIn(input);
   Application application;
   question(application, answer);

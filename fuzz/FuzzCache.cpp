@@ -47,7 +47,7 @@ std::optional<TXSDKEvent> checkCache(test::SimulatedDevice& device, const std::s
 void checkSending(const std::shared_ptr<test::SimulatedDisk>& disk, const TXSDKEvent& event) {
   disk->standardDefaults[storageKey::readyToSendEvents] = std::make_shared<const Value>(true);
   fuzz::Application next(disk);
-  next.device.advance(fuzz::kLongEnough);
+  next.device.advance(fuzz::longEnough);
   const auto url = platform::Url::parse(TXSDKPercentEscapes(*event.URL));
   const bool isSent = url && (url->scheme() == "https" || url->scheme() == "http");
   if (isSent) require(!next.device.network.requests.empty());

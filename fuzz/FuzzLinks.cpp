@@ -76,7 +76,7 @@ class Listeners {
 
   void setDeepLinkDelegate() {
     application_.sdk.setDeepLinkDelegate(deepLinkDelegate_);
-    application_.device.advance(fuzz::kLongEnough);
+    application_.device.advance(fuzz::longEnough);
     // A link opened the application, so it is not told of a deferred one.
     require(resolved_ == 0);
   }
@@ -84,7 +84,7 @@ class Listeners {
   void open(Entry entry, const std::string& link) {
     attributed_ = resolved_ = 0;
     entry(application_, link);
-    application_.device.advance(fuzz::kLongEnough);
+    application_.device.advance(fuzz::longEnough);
     const bool isResolved = application_.sdk.deepLinkDelegate() != nullptr;
     require(attributed_ == (isResolved ? 0 : 1) && resolved_ == (isResolved ? 1 : 0));
   }

@@ -11,7 +11,7 @@ using namespace trovix;
 using fuzz::require;
 
 /// What overrides call the kinds of address, in the order of Endpoint.
-constexpr const char* kKinds[kEndpointCount] = {
+constexpr const char* everyKind[endpointCount] = {
     "Launches",          "Conversions", "Attr",        "InApps",
     "AdRevenue",         "GCD",         "RemoteDebug", "ReceiptValidationInApp",
     "ReceiptValidation", "Uninstall",   "Stats",       "Impression",
@@ -20,7 +20,8 @@ constexpr const char* kKinds[kEndpointCount] = {
 
 Dictionary templatesInForce() {
   Dictionary templates;
-  for (std::size_t i = 0; i < kEndpointCount; ++i) templates.set(kKinds[i], endpointTemplate(static_cast<Endpoint>(i)));
+  for (std::size_t i = 0; i < endpointCount; ++i)
+    templates.set(everyKind[i], endpointTemplate(static_cast<Endpoint>(i)));
   return templates;
 }
 
@@ -49,10 +50,10 @@ void useEverything(fuzz::Application& application) {
   sdk.sendAdRevenueWithParameters({{"event_revenue", 1}});
   sdk.performOnAppAttributionWithURL("https://vy.trovix.example/abcd/efgh");
   TrovixShareInviteHelper::generateInviteUrlWithLinkGenerator({}, [&](const std::string&) { ++links; });
-  device.advance(fuzz::kLongEnough);
+  device.advance(fuzz::longEnough);
   require(launches == 1 && links == 1 && opened == 1 && verdicts == 1);
   device.notificationCenter.post(platform::application::didEnterBackground);
-  device.advance(fuzz::kLongEnough);
+  device.advance(fuzz::longEnough);
 }
 
 void checkHealthy(fuzz::Application& application) {
@@ -61,7 +62,7 @@ void checkHealthy(fuzz::Application& application) {
     require(!error && *data == Dictionary{{"statusCode", 200}});
     ++delivered;
   });
-  application.device.advance(fuzz::kLongEnough);
+  application.device.advance(fuzz::longEnough);
   require(delivered == 1);
 }
 

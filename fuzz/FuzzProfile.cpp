@@ -61,16 +61,16 @@ void checkMoment(double moment, std::int32_t offset) {
           time.second >= 0 && time.second <= 59 && time.millisecond >= 0 && time.millisecond <= 999);
 }
 
-constexpr double kMoments[] = {0, -1, 951782400.5, 1.7e9, 4102444799, -1e11, 1e18, -1e300, HUGE_VAL, NAN};
+constexpr double moments[] = {0, -1, 951782400.5, 1.7e9, 4102444799, -1e11, 1e18, -1e300, HUGE_VAL, NAN};
 
 void checkLocale(const platform::LinuxLocale& locale) {
-  for (const double moment : kMoments) checkMoment(moment, locale.secondsFromGMT(moment));
+  for (const double moment : moments) checkMoment(moment, locale.secondsFromGMT(moment));
 }
 
 void checkZone(std::string_view file) {
   const auto zone = platform::TimeZone::parse(Data(file.begin(), file.end()));
   if (!zone) return;
-  for (const double moment : kMoments) checkMoment(moment, zone->offsetAt(saturatingInteger(moment)));
+  for (const double moment : moments) checkMoment(moment, zone->offsetAt(saturatingInteger(moment)));
 }
 
 void checkMerge(platform::DeviceProfile& profile, const Dictionary& changes) {
@@ -105,7 +105,7 @@ void checkEvents(ProfiledDevice& profiled, const Array& changes) {
     device.advance(1.0);
   }
   sdk.validateAndLogInAppPurchase("shoes", "3", "USD", "T1", {}, {}, {});
-  device.advance(fuzz::kLongEnough);
+  device.advance(fuzz::longEnough);
   const auto cached = sdk.parts().cache.cachedEvents();
   require(!cached.empty());
   for (const TXSDKEvent& event : cached) require(event.data().has_value());

@@ -50,7 +50,7 @@ int heardOf(fuzz::Application& application, const Dictionary& payload, const Pus
   application.sdk.setDelegate(delegate);
   for (const auto& path : paths) application.sdk.addPushNotificationDeepLinkPath(path);
   application.sdk.handlePushNotification(payload);
-  application.device.advance(fuzz::kLongEnough);
+  application.device.advance(fuzz::longEnough);
   return heard;
 }
 

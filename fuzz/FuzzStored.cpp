@@ -18,39 +18,38 @@ using namespace trovix;
 using fuzz::require;
 
 /// The input's elements stand under these in turn; the last two are in the keychain.
-constexpr const char* kKeys[] = {storageKey::userId,
-                                 storageKey::originalUserId,
-                                 storageKey::reinstallCounter,
-                                 storageKey::backupInfo,
-                                 storageKey::launchCounter,
-                                 storageKey::inAppCounter,
-                                 storageKey::sessionCounter,
-                                 storageKey::adRevenueCounter,
-                                 storageKey::installDate,
-                                 storageKey::installTimestamp,
-                                 storageKey::firstLaunchDate,
-                                 storageKey::lastVersion,
-                                 storageKey::date3,
-                                 storageKey::previousLaunchTime,
-                                 storageKey::lastSessionDuration,
-                                 storageKey::conversionData,
-                                 storageKey::searchAdsAttribution,
-                                 storageKey::conversionDataDelivered,
-                                 storageKey::conversionDataReceivedAt,
-                                 storageKey::conversionDataTiming,
-                                 storageKey::linkVersion,
-                                 storageKey::linkScheme,
-                                 storageKey::linkDomain,
-                                 storageKey::deviceToken,
-                                 storageKey::stopTrackingUsed,
-                                 storageKey::isAppClip,
-                                 storageKey::migratedToAppGroup,
-                                 storageKey::readyToSendEvents,
-                                 storageKey::conversionRules,
-                                 storageKey::conversionValue,
-                                 storageKey::remoteDebugStaticData};
-constexpr const char* kKeychainKeys[] = {TXSDKKeychainProtocol::trovixIdKey,
-                                         TXSDKKeychainProtocol::reinstallCounterKey};
+constexpr const char* storedKeys[] = {storageKey::userId,
+                                      storageKey::originalUserId,
+                                      storageKey::reinstallCounter,
+                                      storageKey::backupInfo,
+                                      storageKey::launchCounter,
+                                      storageKey::inAppCounter,
+                                      storageKey::sessionCounter,
+                                      storageKey::adRevenueCounter,
+                                      storageKey::installDate,
+                                      storageKey::installTimestamp,
+                                      storageKey::firstLaunchDate,
+                                      storageKey::lastVersion,
+                                      storageKey::date3,
+                                      storageKey::previousLaunchTime,
+                                      storageKey::lastSessionDuration,
+                                      storageKey::conversionData,
+                                      storageKey::searchAdsAttribution,
+                                      storageKey::conversionDataDelivered,
+                                      storageKey::conversionDataReceivedAt,
+                                      storageKey::conversionDataTiming,
+                                      storageKey::linkVersion,
+                                      storageKey::linkScheme,
+                                      storageKey::linkDomain,
+                                      storageKey::deviceToken,
+                                      storageKey::stopTrackingUsed,
+                                      storageKey::isAppClip,
+                                      storageKey::migratedToAppGroup,
+                                      storageKey::readyToSendEvents,
+                                      storageKey::conversionRules,
+                                      storageKey::conversionValue,
+                                      storageKey::remoteDebugStaticData};
+constexpr const char* keychainKeys[] = {TXSDKKeychainProtocol::trovixIdKey, TXSDKKeychainProtocol::reinstallCounterKey};
 
 void checkSeal(std::string_view text) {
   const platform::SealingKey key{7};
@@ -110,12 +109,12 @@ std::shared_ptr<test::SimulatedDisk> diskWith(const Array& values) {
   TrovixKeychainWrapper keychain(device.keychain);
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (!isThere(values[i])) continue;
-    if (i < std::size(kKeys)) {
-      disk->standardDefaults[kKeys[i]] = std::make_shared<const Value>(values[i]);
-    } else if (i - std::size(kKeys) < std::size(kKeychainKeys)) {
+    if (i < std::size(storedKeys)) {
+      disk->standardDefaults[storedKeys[i]] = std::make_shared<const Value>(values[i]);
+    } else if (i - std::size(storedKeys) < std::size(keychainKeys)) {
       const std::string text = description(values[i]);
       keychain.setData(values[i].data() != nullptr ? *values[i].data() : Data(text.begin(), text.end()),
-                       kKeychainKeys[i - std::size(kKeys)]);
+                       keychainKeys[i - std::size(storedKeys)]);
     }
   }
   return disk;
@@ -153,7 +152,7 @@ void useEverything(fuzz::Application& application) {
   TrovixShareInviteHelper::generateInviteUrlWithLinkGenerator({}, [&links](const std::string&) { ++links; });
   device.advance(10.0);
   device.notificationCenter.post(platform::application::didEnterBackground);
-  device.advance(fuzz::kLongEnough);
+  device.advance(fuzz::longEnough);
   require(links == 1 && verdicts >= 1);
 }
 

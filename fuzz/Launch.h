@@ -25,7 +25,7 @@ inline Dictionary deliverLaunch(Application& application) {
   require(parameters && parameters->dictionary() != nullptr);
 
   device.network.release(address);
-  device.advance(kLongEnough);
+  device.advance(longEnough);
   require(delivered == 1);
   return *parameters->dictionary();
 }

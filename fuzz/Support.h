@@ -95,6 +95,6 @@ struct Application {
 };
 
 /// Virtual seconds past every retry and time-out.
-inline constexpr double kLongEnough = 300;
+inline constexpr double longEnough = 300;
 
 }  // namespace trovix::fuzz

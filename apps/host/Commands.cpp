@@ -6,8 +6,8 @@
 namespace trovix::host {
 namespace {
 
-constexpr double kDefaultAwait = 10;
-constexpr double kDefaultIdle = 30;
+constexpr double defaultAwait = 10;
+constexpr double defaultIdle = 30;
 
 namespace notification = platform::application;
 
@@ -142,13 +142,13 @@ std::vector<Command> scriptCommands() {
        {{Kind::word, true, "NAME"}, {Kind::number, false, "SECONDS"}},
        {},
        [](Session& session, const Arguments& arguments) {
-         session.await(textOf(arguments[0]), numberOr(arguments[1], kDefaultAwait));
+         session.await(textOf(arguments[0]), numberOr(arguments[1], defaultAwait));
        }},
       {"idle",
        "waits until the library rests",
        {{Kind::number, false, "SECONDS"}},
        {},
-       [](Session& session, const Arguments& arguments) { session.idle(numberOr(arguments[0], kDefaultIdle)); }},
+       [](Session& session, const Arguments& arguments) { session.idle(numberOr(arguments[0], defaultIdle)); }},
       {"quit", "ends at once, in order", {}, {}, [](Session& session, const Arguments&) { session.quit(); }},
   };
 }

@@ -57,8 +57,8 @@ Dictionary errorFields(const Error& error) {
 }
 
 Dictionary deepLinkResultFields(const TrovixDeepLinkResult& result) {
-  static constexpr const char* kNames[] = {"NOT_FOUND", "FOUND", "ERROR"};
-  Dictionary fields{{"status", kNames[static_cast<std::size_t>(result.status())]}};
+  static constexpr const char* names[] = {"NOT_FOUND", "FOUND", "ERROR"};
+  Dictionary fields{{"status", names[static_cast<std::size_t>(result.status())]}};
   if (const auto& link = result.deepLink()) {
     Dictionary properties{{"clickEvent", link->clickEvent()}, {"isDeferred", link->isDeferred()}};
     properties.setIfPresent("deeplinkValue", link->deeplinkValue());

@@ -70,7 +70,7 @@ Session* promptSession = nullptr;
 bool promptIsOver = false;
 bool promptHasLine = false;
 
-constexpr const char* kPrompt = "trovix> ";
+constexpr const char* prompt = "trovix> ";
 
 void didReadLine(char* line) {
   if (line == nullptr) {
@@ -89,20 +89,20 @@ void runPrompt(Session& session) {
   promptSession = &session;
   rl_completion_entry_function = nextCompletion;
   using_history();
-  rl_callback_handler_install(kPrompt, didReadLine);
+  rl_callback_handler_install(prompt, didReadLine);
   while (!promptIsOver) {
     waitForInput(session);
     rl_callback_read_char();
     // The editor leaves the terminal to its own line mode once it has handed a line over.
-    if (std::exchange(promptHasLine, false)) rl_callback_handler_install(kPrompt, didReadLine);
+    if (std::exchange(promptHasLine, false)) rl_callback_handler_install(prompt, didReadLine);
   }
   rl_callback_handler_remove();
 }
 
 void runStandardInput(Session& session) {
-  constexpr int kRefused = 2;
+  constexpr int refusedStatus = 2;
   const auto runOrRefuse = [&session](const std::string& line) {
-    if (!runLine(session, line.c_str())) session.raiseExitStatus(kRefused);
+    if (!runLine(session, line.c_str())) session.raiseExitStatus(refusedStatus);
   };
   std::string pending;
   char bytes[4096];

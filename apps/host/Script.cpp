@@ -9,14 +9,14 @@
 namespace trovix::host {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
+constexpr std::string_view blanks = " \t\r";
 /// Far deeper than the library takes anything, so that its own answer to what is too deep can be seen.
-constexpr std::size_t kMaximumDepth = 2000;
+constexpr std::size_t maximumDepth = 2000;
 
-void skipBlanks(std::string_view& text) { text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size())); }
+void skipBlanks(std::string_view& text) { text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size())); }
 
 std::string_view takeWord(std::string_view& text) {
-  const std::size_t end = std::min(text.find_first_of(kBlanks), text.size());
+  const std::size_t end = std::min(text.find_first_of(blanks), text.size());
   const std::string_view word = text.substr(0, end);
   text.remove_prefix(end);
   return word;
@@ -39,7 +39,7 @@ using Taken = std::variant<Value, std::string>;
 std::string complaint(std::string text) { return text; }
 
 Taken takeJson(std::string_view text) {
-  auto parsed = platform::parseJson(text, true, kMaximumDepth);
+  auto parsed = platform::parseJson(text, true, maximumDepth);
   if (!parsed) return complaint("bad JSON: " + parsed.error().localizedDescription());
   return std::move(parsed).value();
 }
@@ -90,7 +90,7 @@ const Command* findCommand(std::string_view name) {
 
 ParsedLine parseLine(std::string_view text) {
   skipBlanks(text);
-  text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
+  text = text.substr(0, text.find_last_not_of(blanks) + 1);
   if (text.empty() || text.front() == '#') return std::monostate{};
 
   const std::string_view name = takeWord(text);

@@ -94,8 +94,8 @@ bool Session::serveMainQueueUntil(const std::function<bool()>& done, std::chrono
 }
 
 void Session::finish() {
-  constexpr double kLimit = 30;
-  idle(kLimit);
+  constexpr double idleLimit = 30;
+  idle(idleLimit);
   quit();
 }
 
@@ -205,9 +205,10 @@ void Session::getProperty(const std::string& name) {
 }
 
 void Session::registerFacebookClass(const Dictionary& answer) {
-  constexpr const char* kName = "FBSDKAppLinkUtility";
-  platform_->registerClass(kName, std::make_shared<FacebookClass>(answer, platform_->services().queues.globalQueue()));
-  sdk().enableFacebookDeferredApplinksWithClass(kName);
+  constexpr const char* facebookClassName = "FBSDKAppLinkUtility";
+  platform_->registerClass(facebookClassName,
+                           std::make_shared<FacebookClass>(answer, platform_->services().queues.globalQueue()));
+  sdk().enableFacebookDeferredApplinksWithClass(facebookClassName);
 }
 
 void Session::await(const std::string& name, double seconds) {
@@ -225,9 +226,9 @@ void Session::sleep(double seconds) {
 }
 
 void Session::timeOut(const std::string& what) {
-  constexpr int kTimedOut = 3;
+  constexpr int timedOut = 3;
   output_.line("timeout", {{"waitingFor", what}});
-  raiseExitStatus(kTimedOut);
+  raiseExitStatus(timedOut);
 }
 
 }  // namespace trovix::host

@@ -13,11 +13,11 @@ using trovix::host::Line;
 using trovix::host::Options;
 using trovix::host::Session;
 
-constexpr int kBadUsage = 2;
+constexpr int badUsage = 2;
 
 int refuse(const std::string& why) {
   std::fprintf(stderr, "%s\n", why.c_str());
-  return kBadUsage;
+  return badUsage;
 }
 
 std::optional<std::string> readFile(const std::string& path) {
@@ -76,7 +76,7 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kBadUsage;
+    return app.exit(error) == 0 ? 0 : badUsage;
   }
   if (options.connectTo.empty() && !options.host) options.standIn = true;
   if (!profilePath.empty()) {

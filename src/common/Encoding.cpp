@@ -8,14 +8,14 @@
 namespace trovix {
 namespace {
 
-constexpr platform::AllowedBytes kQueryBytes = platform::allowedBytes("-._~!$&'()*+,;=:@/?");
-constexpr platform::AllowedBytes kUnreservedBytes = platform::allowedBytes("-._~");
+constexpr platform::AllowedBytes queryBytes = platform::allowedBytes("-._~!$&'()*+,;=:@/?");
+constexpr platform::AllowedBytes unreservedBytes = platform::allowedBytes("-._~");
 
 }  // namespace
 
-std::string TXSDKPercentEscapes(std::string_view text) { return platform::percentEncode(text, kQueryBytes); }
+std::string TXSDKPercentEscapes(std::string_view text) { return platform::percentEncode(text, queryBytes); }
 
-std::string txsdk_escapeString(std::string_view text) { return platform::percentEncode(text, kUnreservedBytes); }
+std::string txsdk_escapeString(std::string_view text) { return platform::percentEncode(text, unreservedBytes); }
 
 std::optional<std::string> txsdk_queryString(const Dictionary& parameters) {
   if (parameters.empty()) return std::nullopt;

@@ -69,15 +69,15 @@ void installSink(platform::SystemLog* systemLog, const platform::Clock* clock) {
 
 void installMirror(LogMirror mirror) { outside().mirror.install(mirror); }
 
-void setMirroring(bool on) noexcept { setSwitch(kMirror, on); }
+void setMirroring(bool on) noexcept { setSwitch(mirrorLogs, on); }
 
 bool isWantedBy(std::uint32_t on, LogLevel level) noexcept {
-  if ((on & kMirror) != 0) return true;
-  return (on & kShowLogs) != 0 && (level != LogLevel::trace || (on & kShowLogsTrace) != 0);
+  if ((on & mirrorLogs) != 0) return true;
+  return (on & showLogs) != 0 && (level != LogLevel::trace || (on & showLogsTrace) != 0);
 }
 
 void mirrorOnly(LogLevel level, const char* prettyFunction, std::string_view message) {
-  if (!isOn(kMirror) || insideMirror) return;
+  if (!isOn(mirrorLogs) || insideMirror) return;
   outside().mirror.use([&](const LogMirror& mirror) {
     if (mirror.take == nullptr) return;
     const Entered entered(insideMirror);
@@ -88,7 +88,7 @@ void mirrorOnly(LogLevel level, const char* prettyFunction, std::string_view mes
 void write(LogLevel level, const char* prettyFunction, fmt::string_view format, fmt::format_args args) noexcept {
   try {
     const std::string message = fmt::vformat(format, args);
-    if (level != LogLevel::trace || isOn(kShowLogsTrace)) {
+    if (level != LogLevel::trace || isOn(showLogsTrace)) {
       TXLogLocal(static_cast<std::int32_t>(level), prettyFunction, message);
     }
     mirrorOnly(level, prettyFunction, message);
@@ -99,9 +99,9 @@ void write(LogLevel level, const char* prettyFunction, fmt::string_view format, 
 
 }  // namespace logging
 
-void TXSetShowDebugLogs(bool flag) noexcept { setSwitch(logging::kShowLogs, flag); }
+void TXSetShowDebugLogs(bool flag) noexcept { setSwitch(logging::showLogs, flag); }
 
-void TXSetShowDebugLogsTrace(bool flag) noexcept { setSwitch(logging::kShowLogsTrace, flag); }
+void TXSetShowDebugLogsTrace(bool flag) noexcept { setSwitch(logging::showLogsTrace, flag); }
 
 void TXSetSessionStartDate(double date) noexcept { outside().sessionStart.store(date); }
 
@@ -132,8 +132,8 @@ std::string timeToString() {
 }
 
 void TXLogLocal(std::int32_t level, const char* /*functionName*/, std::string_view message) {
-  if (!isOn(logging::kShowLogs)) return;
-  if (isOn(logging::kShowLogsTrace)) {
+  if (!isOn(logging::showLogs)) return;
+  if (isOn(logging::showLogsTrace)) {
     TXSystemLog(fmt::format("({}) Trovix: {} {}", timeToString(), levelToString(level), message));
   } else {
     TXSystemLog(fmt::format("{} Trovix: {}", levelToString(level), message));

@@ -29,9 +29,9 @@ struct LogMirror {
 
 namespace logging {
 
-inline constexpr std::uint32_t kShowLogs = 1;
-inline constexpr std::uint32_t kShowLogsTrace = 2;
-inline constexpr std::uint32_t kMirror = 4;
+inline constexpr std::uint32_t showLogs = 1;
+inline constexpr std::uint32_t showLogsTrace = 2;
+inline constexpr std::uint32_t mirrorLogs = 4;
 /// All switches in one word, so that a log site that is off costs one flag test.
 inline std::atomic<std::uint32_t> switches{0};
 
@@ -59,7 +59,8 @@ void writeSite(LogLevel level, const char* prettyFunction, fmt::format_string<Ar
 void installSink(platform::SystemLog* systemLog, const platform::Clock* clock);
 /// An empty mirror removes it. Returns once no thread is inside the earlier one. Not to be called from a mirror.
 void installMirror(LogMirror mirror);
-/// Whether lines are wanted by the mirror; set by remote debugging whenever its flags change.
+/// Whether lines are wanted by the mirror; set by remote debugging whenever its flags or what is left of its budget
+/// change.
 void setMirroring(bool on) noexcept;
 
 /// "-[Class method]" ("+" for a static one), with "_block_invoke" inside a closure, from the compiler's name of a

@@ -3,7 +3,7 @@
 namespace trovix::logging {
 namespace {
 
-constexpr std::string_view kClosureMarks[] = {"<lambda", "(anonymous class)", "(lambda", "'lambda"};
+constexpr std::string_view closureMarks[] = {"<lambda", "(anonymous class)", "(lambda", "'lambda"};
 
 void removeAll(std::string& text, std::string_view part) {
   for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at)) text.erase(at, part.size());
@@ -62,7 +62,7 @@ std::string methodName(std::string_view prettyFunction) {
   removeAll(text, "(anonymous namespace)::");
   removeAll(text, "{anonymous}::");
   bool inClosure = false;
-  for (const std::string_view mark : kClosureMarks) inClosure = inClosure || text.find(mark) != std::string::npos;
+  for (const std::string_view mark : closureMarks) inClosure = inClosure || text.find(mark) != std::string::npos;
 
   std::string_view qualified(text);
   const bool isStatic = qualified.starts_with("static ");

@@ -12,11 +12,11 @@
 namespace trovix {
 namespace {
 
-constexpr int kRounds = 10000;
-constexpr std::size_t kSaltSize = 8;
-constexpr std::size_t kVectorSize = 16;
+constexpr int rounds = 10000;
+constexpr std::size_t saltSize = 8;
+constexpr std::size_t vectorSize = 16;
 // The numbers that the log lines give for a failed derivation.
-constexpr int kDerivationFailed = -1;
+constexpr int derivationFailed = -1;
 
 // The keys of the last few passwords. A process uses one developer key, seldom two.
 class KeyCache {
@@ -31,12 +31,12 @@ class KeyCache {
 
   void add(std::string_view password, const TrovixAES128Crypto::Key& key) TX_EXCLUDES(mutex_) {
     const platform::MutexLock lock(mutex_);
-    if (entries_.size() == kCapacity) entries_.erase(entries_.begin());
+    if (entries_.size() == capacity) entries_.erase(entries_.begin());
     entries_.emplace_back(password, key);
   }
 
  private:
-  static constexpr std::size_t kCapacity = 4;
+  static constexpr std::size_t capacity = 4;
   platform::Mutex mutex_;
   std::vector<std::pair<std::string, TrovixAES128Crypto::Key>> entries_ TX_GUARDED_BY(mutex_);
 };
@@ -48,15 +48,15 @@ KeyCache& keyCache() {
 
 std::optional<TrovixAES128Crypto::Key> derive(std::string_view password, const Data& salt) {
   TrovixAES128Crypto::Key key{};
-  if (platform::pbkdf2Sha1(password, salt, kRounds, key)) return key;
-  TX_LOG(error, "Unable to create AES key for password: {}", kDerivationFailed);
+  if (platform::pbkdf2Sha1(password, salt, rounds, key)) return key;
+  TX_LOG(error, "Unable to create AES key for password: {}", derivationFailed);
   return std::nullopt;
 }
 
 // Derived outside the cache's lock: a second thread may derive it too, and nobody waits.
 TrovixAES128Crypto::Key keyForBody(std::string_view password) {
   if (const auto known = keyCache().find(password)) return *known;
-  const auto derived = derive(password, Data(kSaltSize));
+  const auto derived = derive(password, Data(saltSize));
   if (!derived) return {};
   keyCache().add(password, *derived);
   return *derived;
@@ -70,13 +70,13 @@ std::string asciiText(const TrovixAES128Crypto::Key& key) {
 }  // namespace
 
 std::optional<Data> TrovixAES128Crypto::encrypt(const Data& data, std::string_view password) {
-  const Data vector = randomDataOfLength(kVectorSize);
+  const Data vector = randomDataOfLength(vectorSize);
   const Key key = keyForBody(password);
   TX_LOG(trace, "key: {}", asciiText(key));
   if (logging::isWanted(LogLevel::trace)) {
     logging::mirrorOnly(LogLevel::debug, __PRETTY_FUNCTION__, "key: " + asciiText(key));
   }
-  std::array<std::uint8_t, kVectorSize> iv{};
+  std::array<std::uint8_t, vectorSize> iv{};
   std::copy(vector.begin(), vector.end(), iv.begin());
   auto encrypted = platform::aes128CbcEncrypt(data, key, iv);
   if (!encrypted) {
@@ -84,9 +84,9 @@ std::optional<Data> TrovixAES128Crypto::encrypt(const Data& data, std::string_vi
     return std::nullopt;
   }
   Data& message = encrypted.value();
-  message.reserve(message.size() + kVectorSize + kSaltSize);
+  message.reserve(message.size() + vectorSize + saltSize);
   message.insert(message.end(), vector.begin(), vector.end());
-  message.resize(message.size() + kSaltSize);
+  message.resize(message.size() + saltSize);
   return std::move(encrypted).value();
 }
 

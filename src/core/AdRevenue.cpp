@@ -17,7 +17,7 @@
 namespace trovix {
 namespace {
 
-constexpr int kPayloadType = 0;
+constexpr int payloadType = 0;
 
 std::string outcomeText(const std::optional<Value>& response, Dictionary information,
                         const std::optional<Error>& error) {
@@ -34,10 +34,10 @@ AdRevenue::AdRevenue(Settings& settings, EventPayload& payload, TXSDKStorageProt
     : settings_(settings), payload_(payload), storage_(storage), http_(http), lifetime_(std::move(lifetime)) {}
 
 void AdRevenue::sendAdRevenueWithParameters(Dictionary adNetwork) {
-  std::string URL = TXSDKURLFormat(Endpoint::adRevenue, {settings_.hostPrefix(), settings_.host(), kServerVersion,
-                                                         settings_.appleAppID(), kSDKVersion});
+  std::string URL = TXSDKURLFormat(Endpoint::adRevenue, {settings_.hostPrefix(), settings_.host(), serverVersion,
+                                                         settings_.appleAppID(), sdkVersion});
   payload_.eventParametersInBackgroundQueueAndType(
-      kPayloadType,
+      payloadType,
       lifetime_.guard([this, URL = std::move(URL), adNetwork = std::move(adNetwork)](Dictionary parameters) {
         const std::int64_t counter = successor(storage_.integerForKey(storageKey::adRevenueCounter));
         storage_.setInteger(counter, storageKey::adRevenueCounter);

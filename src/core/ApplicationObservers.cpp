@@ -8,14 +8,14 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kURLOverrides = "TrovixArguments.URLs";
+constexpr const char* urlOverrides = "TrovixArguments.URLs";
 
 }  // namespace
 
 void ApplicationObservers::observe() {
   using platform::Notification;
   const platform::MutexLock lock(mutex_);
-  urls_ = center_.addObserver(kURLOverrides, receiveTrovixURLs);
+  urls_ = center_.addObserver(urlOverrides, receiveTrovixURLs);
   didFinishLaunching_ = center_.addObserver(platform::application::didFinishLaunching,
                                             lifetime_.guard([this](const Notification& posted) {
                                               lifecycle_.applicationDidFinishLaunchingNotification(posted);

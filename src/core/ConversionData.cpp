@@ -18,10 +18,10 @@
 namespace trovix {
 namespace {
 
-constexpr double kMaximumAge = 5'184'000;
-constexpr std::int64_t kRetries = 2;
-constexpr std::int64_t kOK = 200;
-constexpr std::int64_t kNotFound = 404;
+constexpr double maximumAge = 5'184'000;
+constexpr std::int64_t retries = 2;
+constexpr std::int64_t statusOK = 200;
+constexpr std::int64_t notFound = 404;
 
 std::int64_t integerOf(const Dictionary& dictionary, std::string_view key) {
   const Value* value = dictionary.find(key);
@@ -32,7 +32,7 @@ bool isTransportError(const std::optional<Error>& error) { return error && error
 
 /// Why the server's answer is no verdict, or nothing when it is one.
 std::optional<Error> refusal(std::int64_t status, const Dictionary* body) {
-  if (status == kOK && body != nullptr) return std::nullopt;
+  if (status == statusOK && body != nullptr) return std::nullopt;
   const std::string* reason = body != nullptr ? body->string("error_reason") : nullptr;
   return TXSDKError::errorWithDomain(TXSDKGCDErrorDomain,
                                      reason != nullptr ? *reason : fmt::format("Error with status code: {}", status));
@@ -47,7 +47,7 @@ bool isFresh(const Dictionary& data) {
 }  // namespace
 
 CacheVerdict judgeConversionCache(bool cached, double receivedAt, double now) noexcept {
-  if (receivedAt != 0 && now - receivedAt > kMaximumAge) return CacheVerdict::expired;
+  if (receivedAt != 0 && now - receivedAt > maximumAge) return CacheVerdict::expired;
   return cached ? CacheVerdict::serve : CacheVerdict::none;
 }
 
@@ -97,7 +97,7 @@ void ConversionData::fetch() {
   auto completion = lifetime_.guard(
       [this, startTime](const std::optional<Value>& response, const Dictionary& information,
                         const std::optional<Error>& error) { didReceive(response, information, error, startTime); });
-  http_.requestWithURL(std::move(address), {}, {.retries = kRetries, .isReturnJSON = true}, std::move(completion));
+  http_.requestWithURL(std::move(address), {}, {.retries = retries, .isReturnJSON = true}, std::move(completion));
 }
 
 std::string ConversionData::url() {
@@ -112,7 +112,7 @@ void ConversionData::didReceive(const std::optional<Value>& response, const Dict
   const Dictionary* body = response ? response->dictionary() : nullptr;
   const std::int64_t status = integerOf(information, "statusCode");
   // "Not found" is the verdict "organic", whatever its body looks like.
-  if (status == kNotFound && !isTransportError(error)) {
+  if (status == notFound && !isTransportError(error)) {
     Dictionary organic = body != nullptr ? *body : Dictionary();
     organic.remove("error_reason");
     organic.remove("status_code");
@@ -121,14 +121,14 @@ void ConversionData::didReceive(const std::optional<Value>& response, const Dict
     return didSucceed(std::move(organic), information, startTime);
   }
   // A body that does not parse does not hide the status of a refusal.
-  if (error && (status == kOK || isTransportError(error))) return deliverFailure(*error);
+  if (error && (status == statusOK || isTransportError(error))) return deliverFailure(*error);
   if (const auto refused = refusal(status, body)) return deliverFailure(*refused);
   didSucceed(*body, information, startTime);
 }
 
 void ConversionData::didSucceed(Dictionary data, const Dictionary& information, double startTime) {
   performance_.stop(TXSDKPerformance::conversionDataNetwork);
-  performance_.setInfo(kRetries - integerOf(information, "retries"), TXSDKPerformance::conversionDataRetries);
+  performance_.setInfo(retries - integerOf(information, "retries"), TXSDKPerformance::conversionDataRetries);
   const double now = platform_.clock.now();
   storage_.setDouble(static_cast<double>(saturatingInteger((now - startTime) * 1000)),
                      storageKey::conversionDataTiming);

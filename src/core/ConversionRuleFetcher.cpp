@@ -18,9 +18,9 @@
 namespace trovix {
 namespace {
 
-constexpr std::uint64_t kReady =
+constexpr std::uint64_t readyBits =
     ConversionRules::finishedLaunching | ConversionRules::devKeyKnown | ConversionRules::appIdKnown;
-constexpr double kTimeout = 4.0;
+constexpr double answerTimeout = 4.0;
 
 }  // namespace
 
@@ -55,7 +55,7 @@ std::int32_t ConversionRuleFetcher::willUpdateConversionValueWithName(const std:
 void ConversionRuleFetcher::willResolveSKRules(std::uint64_t bit) {
   if (txsdk_exists(with_.storage.dictionaryForKey(storageKey::conversionRules))) return;
   SKRuleGateway_ |= bit;
-  if (SKRuleGateway_ != kReady || didRequestRules_) return;
+  if (SKRuleGateway_ != readyBits || didRequestRules_) return;
   didRequestRules_ = true;
   requestRules();
 }
@@ -126,7 +126,7 @@ void ConversionRuleFetcher::send(const Request& request, const std::shared_ptr<T
       [timestamp = request.timestamp, authorization = request.authorization](platform::URLRequest urlRequest) {
         urlRequest.headers.set("Tx-Timestamp", timestamp);
         urlRequest.headers.set("Authorization", authorization);
-        urlRequest.timeoutInterval = kTimeout;
+        urlRequest.timeoutInterval = answerTimeout;
         return urlRequest;
       },
       {.isReturnJSON = true},

@@ -19,9 +19,9 @@ namespace {
 
 using platform::Url;
 
-constexpr double kEspTimeout = 2.0;
+constexpr double espTimeout = 2.0;
 // Providers answer a phone's browser with the redirects that lead to the application.
-constexpr const char* kEspUserAgent =
+constexpr const char* espUserAgent =
     "Mozilla/5.0 (iPhone; CPU iPhone OS 12_1_1 like Mac OS X) AppleWebKit/605.1.15 (KHTML, like Gecko) "
     "Version/12.0 Mobile/15E148 Safari/604.1";
 
@@ -92,14 +92,14 @@ void DeepLinkAttribution::resolveEsp(const std::string& link, std::shared_ptr<Li
   with_.http.requestWithURL(
       [link] { return std::optional(link); },
       [headers = std::move(headers)](platform::URLRequest request) {
-        request.timeoutInterval = kEspTimeout;
+        request.timeoutInterval = espTimeout;
         if (headers) {
           for (const auto& [name, value] : *headers) request.headers.set(name, description(value));
         } else {
-          request.headers.set("User-Agent", kEspUserAgent);
+          request.headers.set("User-Agent", espUserAgent);
         }
         // Set last, so that no header of the application's takes the redirect policy away.
-        request.headers.set(EspRedirects::headerName, kSDKVersion);
+        request.headers.set(EspRedirects::headerName, sdkVersion);
         return request;
       },
       {.isSharedSession = false},
@@ -114,8 +114,8 @@ void DeepLinkAttribution::didResolveEsp(const std::string& link, double startTim
                                         const std::optional<Error>& error, const std::shared_ptr<LinkRecord>& record,
                                         const Handler& handler) {
   TX_LOG(debug, "ESP deeplink resolving has finished");
-  constexpr double kMillisecondsPerSecond = 1000;
-  const std::int64_t latency = saturatingInteger((with_.platform.clock.now() - startTime) * kMillisecondsPerSecond);
+  constexpr double millisecondsPerSecond = 1000;
+  const std::int64_t latency = saturatingInteger((with_.platform.clock.now() - startTime) * millisecondsPerSecond);
   std::optional<std::string> target;
   if (const std::string* location = information.string(".Location")) target = TXSDKPercentEscapes(*location);
   const std::string resolved = target && Url::parse(*target) ? *target : link;

@@ -18,7 +18,7 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kSourceApplicationOption = "UIApplicationOpenURLOptionsSourceApplicationKey";
+constexpr const char* sourceApplicationOption = "UIApplicationOpenURLOptionsSourceApplicationKey";
 
 Value searchPathsValue(const PushLinkPaths::Paths& paths) {
   Array list;
@@ -45,7 +45,7 @@ void DeepLinkAttribution::handleOpenURL(const std::optional<std::string>& URL,
 void DeepLinkAttribution::handleOpenUrl(const std::optional<std::string>& URL, const Dictionary& options) {
   TX_LOG(debug, "handleOpenUrl: {}", description(URL));
   setDeepLinkAndResolve(URL, LinkHandler::openURLWithOptions);
-  with_.session.setSourceApplication(textAt(options, kSourceApplicationOption));
+  with_.session.setSourceApplication(textAt(options, sourceApplicationOption));
 }
 
 bool DeepLinkAttribution::continueUserActivityUnlessSkipped(const Dictionary& userActivity) {

@@ -50,8 +50,8 @@ void DeferredDeepLink::resolveDeeplink(std::uint64_t milliseconds) {
   if (!delegate || !delegate->didResolveDeepLink) return;
   TX_LOG(debug, "[DDL] Start DDL\n");
   const Dictionary body = makeBody();
-  constexpr double kMillisecondsPerSecond = 1000;
-  const double timeout = static_cast<double>(milliseconds) / kMillisecondsPerSecond;
+  constexpr double millisecondsPerSecond = 1000;
+  const double timeout = static_cast<double>(milliseconds) / millisecondsPerSecond;
   TX_LOG(debug, "[DDL] Params: {}\nDDL Timeout: {:.5f}sec\n", body, timeout);
   std::string signature = deferredDeepLinkSignature(with_.settings.trovixDevKey(), *body.string("timestamp"));
   auto event = std::make_shared<TXSDKEvent>(body, "", "", eventOption::deferredDeepLink);
@@ -87,7 +87,7 @@ void DeferredDeepLink::send(const Dictionary& body, const std::string& signature
   with_.performance.stop(TXSDKPerformance::TXSDKFromInitToDDLNetwork);
   with_.performance.start(TXSDKPerformance::deferredDeepLinkNetwork);
   std::string URL = TXSDKURLFormat(Endpoint::ddl, {with_.settings.hostPrefix(), with_.settings.host(),
-                                                   with_.settings.appleAppID(), kServerVersion, signature});
+                                                   with_.settings.appleAppID(), serverVersion, signature});
   with_.http.requestWithURL(
       [URL = std::move(URL)] {
         TX_LOG(debug, "[DDL] URL: {}\n", URL);

@@ -37,11 +37,11 @@ using namespace eventOption;  // NOLINT(google-build-using-namespace): the names
 
 namespace {
 
-constexpr std::chrono::milliseconds kEventDelay{400};
-constexpr std::int64_t kNoDevKey = 41;
-constexpr std::int64_t kStopped = 11;
+constexpr std::chrono::milliseconds eventDelay{400};
+constexpr std::int64_t noDevKey = 41;
+constexpr std::int64_t stoppedCode = 11;
 
-constexpr std::uint64_t kFreshLaunch = TXEventOptionSearchAds | TXEventOptionColdStart | TXEventOptionFirstLaunch;
+constexpr std::uint64_t freshLaunch = TXEventOptionSearchAds | TXEventOptionColdStart | TXEventOptionFirstLaunch;
 
 Error eventError(std::int64_t code, const char* message) {
   return TXSDKError::errorWithDomain(TXSDKEventErrorDomain, code, {}, message, std::nullopt);
@@ -76,8 +76,8 @@ EventDispatch::EventDispatch(Collaborators collaborators)
                  .partners = with_.partners}) {}
 
 void EventDispatch::logEvent(std::string name, std::optional<Dictionary> values, Completion completionHandler) {
-  with_.serial.postAfter(kEventDelay, with_.lifetime.guard([this, name = std::move(name), values = std::move(values),
-                                                            completion = std::move(completionHandler)]() mutable {
+  with_.serial.postAfter(eventDelay, with_.lifetime.guard([this, name = std::move(name), values = std::move(values),
+                                                           completion = std::move(completionHandler)]() mutable {
     callServerWithEventName(name, values, TXEventOptionInAppEvent, std::move(completion));
   }));
 }
@@ -101,7 +101,7 @@ bool EventDispatch::checkConfiguration(const Completion& completion) {
   const std::string devKey = with_.settings.trovixDevKey();
   if (devKey.empty()) {
     TX_LOG(debug, "`trovixDevKey` missing or empty. Aborting");
-    if (completion) completion(std::nullopt, eventError(kNoDevKey, "No dev key"));
+    if (completion) completion(std::nullopt, eventError(noDevKey, "No dev key"));
     return false;
   }
   if (platform::utf16Length(devKey) > 10) {
@@ -131,7 +131,7 @@ TrovixDictionary EventDispatch::buildParameters(const std::string& name, const s
     if (value > 0) dict.set("sk_upcv", value);
   }
   if (isLaunch) markLaunch(parameters, options);
-  if ((options & kFreshLaunch) != 0) {
+  if ((options & freshLaunch) != 0) {
     const std::int64_t container = TrovixUtils::txsdk_mac_os_sandbox_container();
     if (container != 0) dict.set("app_sandbox_container", container);
   }
@@ -184,13 +184,13 @@ std::string EventDispatch::urlFor(std::uint64_t options) const {
   }
   const Settings& settings = with_.settings;
   return TXSDKURLFormat(
-      endpoint, {settings.hostPrefix(), settings.host(), kServerVersion, "event", settings.appleAppID(), kSDKVersion});
+      endpoint, {settings.hostPrefix(), settings.host(), serverVersion, "event", settings.appleAppID(), sdkVersion});
 }
 
 void EventDispatch::collectFacebookData(const RequestInProgress& request) {
   Dictionary facebook;
   facebook.setIfPresent("fb_anon_id", with_.utils.retrievePersistedAnonymousID());
-  if ((request->options & kFreshLaunch) != 0) {
+  if ((request->options & freshLaunch) != 0) {
     if (auto link = with_.settings.facebookDeferredAppLink(); txsdk_exists(link)) {
       facebook.set("fb_ddl", Dictionary{{"link", *std::move(link)}, {"ttr", "0"}});
     } else if (txsdk_exists(with_.settings.facebookClassName())) {
@@ -235,11 +235,11 @@ void EventDispatch::executeRequestWithUrlString(const std::string& urlString, st
   if (with_.settings.isStopped()) {
     TX_LOG(info, "Depends on `isStopTracking` request not sent");
     if (completionHandler) {
-      completionHandler(std::nullopt, eventError(kStopped, "Skipping event because `isStopTracking` enabled"));
+      completionHandler(std::nullopt, eventError(stoppedCode, "Skipping event because `isStopTracking` enabled"));
     }
     return;
   }
-  TXSDKEvent event(std::move(parameters.dict()), urlString, kSDKVersion, eventOptions);
+  TXSDKEvent event(std::move(parameters.dict()), urlString, sdkVersion, eventOptions);
   // What no connection will ever deliver is not kept for another one.
   if (TrovixUtils::isValidURLFromString(TXSDKPercentEscapes(urlString))) with_.cache.cacheEvent(event);
   executeRequestWithEvent(std::move(event), std::move(completionHandler));

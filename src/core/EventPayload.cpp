@@ -28,8 +28,8 @@ namespace trovix {
 namespace {
 
 // Room for every key of a payload and what the dispatch adds to it.
-constexpr std::size_t kUsualKeyCount = 80;
-constexpr std::size_t kCurrencyCodeLength = 3;
+constexpr std::size_t usualKeyCount = 80;
+constexpr std::size_t currencyCodeLength = 3;
 
 Value orEmpty(std::optional<std::string> text) { return text ? Value(*std::move(text)) : Value(""); }
 
@@ -74,7 +74,7 @@ std::string encodedEmails(const Array& addresses, std::int32_t cryptType) {
 
 TrovixDictionary EventPayload::getEventParameters(bool isLaunch) {
   TrovixDictionary payload;
-  payload.dict().reserve(kUsualKeyCount);
+  payload.dict().reserve(usualKeyCount);
   addDevice(payload);
   if (isLaunch) addLaunch(payload);
   addApplication(payload);
@@ -93,7 +93,7 @@ void EventPayload::addDevice(TrovixDictionary& payload) {
   TXSDKStorageProtocol& storage = sources_.storage;
   Dictionary& dict = payload.dict();
   dict.set("uid", sources_.installation.getTrovixUID());
-  dict.set("serverApiVersion", kServerVersion);
+  dict.set("serverApiVersion", serverVersion);
   const double sessionDuration = storage.doubleForKey(storageKey::lastSessionDuration);
   if (sessionDuration != 0) dict.set("prev_session_dur", sessionDuration);
   if (settings.shouldCollectDeviceName()) dict.set("name", orEmpty(device.name()));
@@ -147,7 +147,7 @@ void EventPayload::addApplication(TrovixDictionary& payload) {
     dict.set("vendorId", orEmpty(sources_.platform.device.identifierForVendor()));
   }
   if (auto currency = settings.currencyCode()) {
-    if (platform::utf16Length(*currency) != kCurrencyCodeLength) {
+    if (platform::utf16Length(*currency) != currencyCodeLength) {
       TX_LOG(warning, "Trovix WARNING: currency code should be 3 characters!!! '{}' is not a legal value.", *currency);
     }
     dict.set("currency", *std::move(currency));

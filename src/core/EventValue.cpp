@@ -9,9 +9,9 @@ namespace trovix {
 namespace {
 
 // What a URL query may hold, but for commas.
-constexpr platform::AllowedBytes kValueBytes = platform::allowedBytes("-._~!$&'()*+;=:@/?");
+constexpr platform::AllowedBytes valueBytes = platform::allowedBytes("-._~!$&'()*+;=:@/?");
 
-std::string escapedValue(std::string_view json) { return platform::percentEncode(json, kValueBytes); }
+std::string escapedValue(std::string_view json) { return platform::percentEncode(json, valueBytes); }
 
 }  // namespace
 

@@ -19,15 +19,15 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kWithheldVendorIdentifier = "00000000-0000-0000-0000-000000000000";
-constexpr std::size_t kVendorDigits = 7;
+constexpr const char* withheldVendorIdentifier = "00000000-0000-0000-0000-000000000000";
+constexpr std::size_t vendorDigits = 7;
 
 std::string leadingDigits(std::string_view text) {
   std::string digits;
   for (const char c : text) {
     if (c < '0' || c > '9') continue;
     digits.push_back(c);
-    if (digits.size() == kVendorDigits) break;
+    if (digits.size() == vendorDigits) break;
   }
   return digits;
 }
@@ -56,7 +56,7 @@ std::string Installation::getTrovixUID() {
 std::string Installation::computeTrovixUID() {
   if (auto stored = storage_.stringForKey(storageKey::userId); txsdk_exists(stored)) return *std::move(stored);
   std::string vendor = device_.identifierForVendor().value_or("1");
-  if (vendor == kWithheldVendorIdentifier) vendor = platform::randomUUIDString();
+  if (vendor == withheldVendorIdentifier) vendor = platform::randomUUIDString();
   std::string uid = fmt::format("{:.0f}-{}", installDate() * 1000, leadingDigits(vendor));
   storage_.setString(uid, storageKey::userId);
   storage_.save();

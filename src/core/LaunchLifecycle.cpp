@@ -34,9 +34,9 @@ using namespace eventOption;  // NOLINT(google-build-using-namespace): the names
 
 namespace {
 
-constexpr const char* kLaunchEventName = "Launched";
-constexpr const char* kAppClipEventName = "tx_app_clip_to_full_app";
-constexpr std::int64_t kLaunchSkipped = 10;
+constexpr const char* launchEventName = "Launched";
+constexpr const char* appClipEventName = "tx_app_clip_to_full_app";
+constexpr std::int64_t launchSkipped = 10;
 
 const Dictionary* asUserActivity(const Value& value) {
   const Dictionary* activity = value.dictionary();
@@ -83,7 +83,7 @@ void LaunchLifecycle::launch(TrovixLib::Completion completion) {
   } else {
     TX_LOG(debug, "First `start` since application termintaion/installation");
     const std::uint64_t options = TXEventOptionColdStart | TXEventOptionLaunch;
-    with_.dispatch.callServerWithEventName(kLaunchEventName, std::nullopt,
+    with_.dispatch.callServerWithEventName(launchEventName, std::nullopt,
                                            isFirstLaunch ? options | TXEventOptionFirstLaunch : options,
                                            std::move(completion));
   }
@@ -97,14 +97,14 @@ void LaunchLifecycle::relaunch(double lastLaunchTime, bool isFirstLaunch, Trovix
   if (passed > static_cast<double>(with_.settings.minTimeBetweenSessions)) {
     TX_LOG(debug, "`start` since background transition");
     with_.dispatch.callServerWithEventName(
-        kLaunchEventName, std::nullopt,
+        launchEventName, std::nullopt,
         isFirstLaunch ? TXEventOptionLaunch | TXEventOptionFirstLaunch : TXEventOptionLaunch, std::move(completion));
     return;
   }
   TX_LOG(debug, "Skip launch");
   if (!completion) return;
   completion(std::nullopt,
-             TXSDKError::errorWithDomain(TXSDKEventErrorDomain, kLaunchSkipped, {},
+             TXSDKError::errorWithDomain(TXSDKEventErrorDomain, launchSkipped, {},
                                          "Event timeout. Check `minTimeBetweenSessions` param", std::nullopt));
 }
 
@@ -130,13 +130,13 @@ void LaunchLifecycle::didReceiveSearchAds(const Dictionary& attribution) {
   with_.storage.setDictionary(attribution, storageKey::searchAdsAttribution);
   with_.storage.save();
   TX_LOG(debug, "[iAD]: Will send to attr: {}\nApple Search Ads: {}", 1, attribution);
-  with_.dispatch.callServerWithEventName(kLaunchEventName, std::nullopt, TXEventOptionSearchAds | TXEventOptionLaunch,
+  with_.dispatch.callServerWithEventName(launchEventName, std::nullopt, TXEventOptionSearchAds | TXEventOptionLaunch,
                                          {});
 }
 
 void LaunchLifecycle::handOverFromAppClip() {
   if (with_.settings.isAppClip || !with_.storage.boolForKey(storageKey::isAppClip)) return;
-  with_.dispatch.logEvent(kAppClipEventName, std::nullopt, {});
+  with_.dispatch.logEvent(appClipEventName, std::nullopt, {});
   with_.storage.setBool(false, storageKey::isAppClip);
 }
 

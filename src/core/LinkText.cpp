@@ -9,7 +9,7 @@
 namespace trovix {
 namespace {
 
-constexpr std::string_view kIntroduction = "access_token=";
+constexpr std::string_view tokenIntroduction = "access_token=";
 
 std::string without(std::string_view text, std::string_view removed) {
   const std::boyer_moore_horspool_searcher searcher(removed.begin(), removed.end());
@@ -29,7 +29,7 @@ std::string without(std::string_view text, std::string_view removed) {
 
 /// Where the text behind the last introduction in the line begins.
 std::optional<std::size_t> tokenOf(std::string_view line) {
-  const std::boyer_moore_horspool_searcher searcher(kIntroduction.rbegin(), kIntroduction.rend());
+  const std::boyer_moore_horspool_searcher searcher(tokenIntroduction.rbegin(), tokenIntroduction.rend());
   const auto found = std::search(line.rbegin(), line.rend(), searcher);
   if (found == line.rend()) return std::nullopt;
   return static_cast<std::size_t>(found.base() - line.begin());

@@ -19,7 +19,7 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kPurchaseEvent = "tx_purchase";
+constexpr const char* purchaseEvent = "tx_purchase";
 
 const char* trueOrFalse(bool flag) { return flag ? "true" : "false"; }
 
@@ -69,8 +69,8 @@ void Purchases::validate(const Purchase& purchase, const Success& success, const
 
 TrovixDictionary Purchases::eventParameters(const Purchase& purchase, const Dictionary& receipt) {
   TrovixDictionary parameters = with_.payload.getEventParameters(false);
-  parameters.setParameter(kPurchaseEvent, "event");
-  parameters.setParameter(kPurchaseEvent, "eventName");
+  parameters.setParameter(purchaseEvent, "event");
+  parameters.setParameter(purchaseEvent, "eventName");
   parameters.setParameter(trueOrFalse(with_.settings.useReceiptValidationSandbox()), "is_sandbox");
   parameters.setParameter(purchase.price, "price");
   parameters.setParameter(purchase.currency, "currency");
@@ -81,7 +81,7 @@ TrovixDictionary Purchases::eventParameters(const Purchase& purchase, const Dict
   // The rule reads the price as the text that the host gave.
   Dictionary values;
   values.setIfPresent("tx_price", purchase.price);
-  const std::int32_t conversionValue = with_.rules.willUpdateConversionValueWithName(kPurchaseEvent, values);
+  const std::int32_t conversionValue = with_.rules.willUpdateConversionValueWithName(purchaseEvent, values);
   if (conversionValue > 0) parameters.setParameter(Value(conversionValue), "sk_upcv");
   return parameters;
 }
@@ -96,7 +96,7 @@ void Purchases::sendEvent(TrovixDictionary parameters, const AdvertisingIdentity
   if (identity.trackingStatus != -1) parameters.setParameter(Value(identity.trackingStatus), "att_status");
   const std::string URL = TXSDKURLFormat(
       Endpoint::receiptValidationInApp,
-      {with_.settings.hostPrefix(), with_.settings.host(), kServerVersion, with_.settings.appleAppID(), kSDKVersion});
+      {with_.settings.hostPrefix(), with_.settings.host(), serverVersion, with_.settings.appleAppID(), sdkVersion});
   with_.dispatch.executeRequestWithUrlString(URL, eventOption::purchase | eventOption::TXEventOptionInAppEvent,
                                              std::move(parameters), {});
 }

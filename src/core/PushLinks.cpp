@@ -10,7 +10,7 @@
 namespace trovix {
 namespace {
 
-constexpr int kMaximumDepth = 4;
+constexpr int maximumDepth = 4;
 
 /// Steps along the keys while there are dictionaries to step into; what ends the descent early stays the value.
 const Value* valueAtPath(const Dictionary& payload, const std::vector<std::string>& path) {
@@ -73,7 +73,7 @@ std::optional<std::string> findPushLink(int depth, const Dictionary& payload, co
 }
 
 void PushLinks::handlePushNotification(const Dictionary& payload) {
-  auto found = findPushLink(kMaximumDepth, payload, *paths_.deepLinkSearchPaths());
+  auto found = findPushLink(maximumDepth, payload, *paths_.deepLinkSearchPaths());
   if (!txsdk_exists(found)) return;
   if (platform::Url::parse(*found)) {
     deepLinks_.setDeepLinkAndResolve(found, LinkHandler::pushNotification);

@@ -14,8 +14,8 @@
 namespace trovix {
 namespace {
 
-constexpr std::size_t kUsualDevKeyLength = 11;
-constexpr const char* kAllPartners = "all";
+constexpr std::size_t usualDevKeyLength = 11;
+constexpr const char* allPartners = "all";
 
 bool isDecimal(std::string_view text) noexcept {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -28,14 +28,14 @@ const platform::Regex& partnerPattern() {
 
 }  // namespace
 
-Settings::Settings(TXSDKStorageProtocol& storage) : storage_(storage), host_(kDefaultHost) {}
+Settings::Settings(TXSDKStorageProtocol& storage) : storage_(storage), host_(defaultHost) {}
 
 bool Settings::setTrovixDevKey(const std::optional<std::string>& key) {
   if (!txsdk_exists(key)) {
     TX_LOG(debug, "Trovix SDK developer key not valid to serve");
     return false;
   }
-  if (platform::utf16Length(*key) < kUsualDevKeyLength) TX_LOG(debug, "Trovix SDK developer key wrong length");
+  if (platform::utf16Length(*key) < usualDevKeyLength) TX_LOG(debug, "Trovix SDK developer key wrong length");
   const platform::MutexLock lock(mutex_);
   trovixDevKey_ = *key;
   return true;
@@ -101,7 +101,7 @@ void Settings::setSharingFilter(const std::optional<std::vector<std::string>>& s
                  [](const std::string& partner) { return partnerPattern().matches(partner); });
   }
   const platform::MutexLock lock(mutex_);
-  if (sharingFilter_ && sharingFilter_->size() == 1 && sharingFilter_->front() == kAllPartners) return;
+  if (sharingFilter_ && sharingFilter_->size() == 1 && sharingFilter_->front() == allPartners) return;
   if (accepted.empty()) {
     sharingFilter_.reset();
   } else {
@@ -111,7 +111,7 @@ void Settings::setSharingFilter(const std::optional<std::vector<std::string>>& s
 
 void Settings::setSharingFilterForAllPartners() {
   const platform::MutexLock lock(mutex_);
-  sharingFilter_ = {kAllPartners};
+  sharingFilter_ = {allPartners};
 }
 
 void Settings::setIsStopped(bool isStopped) {

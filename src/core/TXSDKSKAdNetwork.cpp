@@ -16,10 +16,10 @@
 namespace trovix {
 namespace {
 
-constexpr double kSecondsPerHour = 3600;
-constexpr std::int32_t kStartWithHighBit = 32;
-constexpr std::size_t kFirstHighBit = 5;
-constexpr std::size_t kLastBit = 5;
+constexpr double secondsPerHour = 3600;
+constexpr std::int32_t startWithHighBit = 32;
+constexpr std::size_t firstHighBit = 5;
+constexpr std::size_t lastBit = 5;
 
 std::int64_t revenueCandidate(const SKAdRule& rule, const std::string& name, const Dictionary& values) {
   const std::int64_t current = rule.sk_conversion_val;
@@ -35,9 +35,9 @@ std::int64_t bitsCandidate(const SKAdRule& rule, const std::string& name) {
   const auto found = std::find(rule.ev.begin(), rule.ev.end(), Value(name));
   if (found == rule.ev.end()) return rule.sk_conversion_val;
   const auto position = static_cast<std::size_t>(found - rule.ev.begin());
-  if (position >= kFirstHighBit && rule.ms == 0) return rule.sk_conversion_val;
+  if (position >= firstHighBit && rule.ms == 0) return rule.sk_conversion_val;
   // A bit past the last one lies above the cap, whatever its number.
-  if (position > kLastBit) return std::numeric_limits<std::int64_t>::max();
+  if (position > lastBit) return std::numeric_limits<std::int64_t>::max();
   return rule.sk_conversion_val | (std::int64_t{1} << position);
 }
 
@@ -52,8 +52,8 @@ Array namesAtBits(Array ev) {
 }  // namespace
 
 std::int64_t SKAdRuleIncrement(const SKAdRule& rule, std::int64_t value) noexcept {
-  constexpr std::int64_t kHighestValue = 63;
-  return std::min(value, kHighestValue >> (1 - (rule.ms & 1)));
+  constexpr std::int64_t highestValue = 63;
+  return std::min(value, highestValue >> (1 - (rule.ms & 1)));
 }
 
 std::int64_t SKAdRuleCandidate(const SKAdRule& rule, const std::string& name, const Dictionary& values) {
@@ -124,7 +124,7 @@ SKAdRule TXSDKSKAdNetwork::makeRule(const Dictionary& rules, Dictionary& normali
   }
   // A negative number is none of ours: values start at 0 and only grow.
   rule.sk_conversion_val = std::max(0, clampTo<std::int32_t>(storage_.integerForKey(storageKey::conversionValue)));
-  if (rule.sk_conversion_val == 0 && rule.ms == 1) rule.sk_conversion_val = kStartWithHighBit;
+  if (rule.sk_conversion_val == 0 && rule.ms == 1) rule.sk_conversion_val = startWithHighBit;
   return rule;
 }
 
@@ -143,7 +143,7 @@ SKAdConfigurationResult TXSDKSKAdNetwork::didReceiveConfiguration(const std::opt
   Dictionary normalized{{"sk_rules", std::move(normalizedRules)}};
   const Value* end = fields->find("sk_exp");
   const bool isStored = end != nullptr && end->isNumber();
-  rule.sk_exp = isStored ? end->doubleValue() : platform_.clock.now() + rule.wi * kSecondsPerHour;
+  rule.sk_exp = isStored ? end->doubleValue() : platform_.clock.now() + rule.wi * secondsPerHour;
   if (!isStored) normalized.set("sk_exp", rule.sk_exp);
   {
     const platform::MutexLock lock(mutex_);

@@ -63,7 +63,7 @@ std::string TrovixLib::getTrovixUID() { return parts_->installation.getTrovixUID
 
 std::string TrovixLib::getOriginalTrovixId() { return parts_->installation.getOriginalTrovixId(); }
 
-std::string TrovixLib::getSDKVersion() const { return fmt::format("version: {} (build {})", kSDKVersion, kSDKBuild); }
+std::string TrovixLib::getSDKVersion() const { return fmt::format("version: {} (build {})", sdkVersion, sdkBuild); }
 
 Value TrovixLib::getValueFromBundle(std::string_view key) const {
   return parts_->services.bundle.infoValue(key).value_or("");

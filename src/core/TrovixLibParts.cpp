@@ -41,7 +41,7 @@ std::unique_ptr<TXSDKStorageProtocol> makeStorage(platform::Platform& platform,
 
 std::shared_ptr<platform::SerialQueue> makeSerialQueue(platform::Queues& queues, bool isStorageShared,
                                                        TXSDKStorageProtocol& storage, const Lifetime& lifetime) {
-  auto queue = queues.makeSerialQueue(std::string(kReverseDNSIdentifier) + ".serial");
+  auto queue = queues.makeSerialQueue(std::string(reverseDNSIdentifier) + ".serial");
   if (!isStorageShared) return queue;
   return std::make_shared<RefreshingQueue>(std::move(queue), storage, lifetime);
 }
@@ -225,7 +225,7 @@ void TrovixLib::Parts::begin(const std::shared_ptr<Parts>& self) {
 }
 
 void TrovixLib::Parts::printBanner() const {
-  services.console.print(fmt::format("Trovix SDK version {} started build ({});\n", kSDKVersion, kSDKBuild));
+  services.console.print(fmt::format("Trovix SDK version {} started build ({});\n", sdkVersion, sdkBuild));
   if (migrationStatus == 0) return;
   services.console.print(
       fmt::format("Trovix SDK migration: `{}`. Result: {}\n", appGroupName.value_or(""), migrationStatus));

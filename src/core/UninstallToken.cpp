@@ -20,7 +20,7 @@
 namespace trovix {
 namespace {
 
-constexpr std::chrono::nanoseconds kDelay{3'500'000'000};
+constexpr std::chrono::nanoseconds delay{3'500'000'000};
 
 }  // namespace
 
@@ -28,9 +28,9 @@ void UninstallToken::registerUninstall(const Data& deviceToken) {
   if (with_.settings.isAppClip || deviceToken.empty()) return;
   Data bytes = deviceToken;
   // Falling due early means that the process ends: a token stored then would never be sent, nor tried again.
-  const std::uint64_t due = with_.platform.clock.monotonicNanoseconds() + static_cast<std::uint64_t>(kDelay.count());
+  const std::uint64_t due = with_.platform.clock.monotonicNanoseconds() + static_cast<std::uint64_t>(delay.count());
   with_.serial.postAfter(
-      kDelay, with_.lifetime.guard([this, due, token = TrovixUtils::toHexString(bytes.data(), bytes.size())] {
+      delay, with_.lifetime.guard([this, due, token = TrovixUtils::toHexString(bytes.data(), bytes.size())] {
         if (with_.platform.clock.monotonicNanoseconds() >= due) registerIfChanged(token);
       }));
 }
@@ -54,9 +54,8 @@ void UninstallToken::backgroundRegisterUninstall(const std::string& token) {
 }
 
 void UninstallToken::send(const std::string& token, const AdvertisingIdentity& identity) {
-  const std::string URL = TXSDKURLFormat(
-      Endpoint::uninstall,
-      {with_.settings.hostPrefix(), with_.settings.host(), kServerVersion, kSDKVersion, with_.settings.appleAppID()});
+  const std::string URL = TXSDKURLFormat(Endpoint::uninstall, {with_.settings.hostPrefix(), with_.settings.host(),
+                                                               serverVersion, sdkVersion, with_.settings.appleAppID()});
   TX_LOG(debug, "Register uninstall: {} (with token: {})", URL, token);
   const std::string body = txsdk_stringify(makeBody(token, identity));
   TrovixUtils::logRequestContent(eventOption::uninstallToken, URL, body);
@@ -77,7 +76,7 @@ Dictionary UninstallToken::makeBody(const std::string& token, const AdvertisingI
   body.set("advertiserId", identity.identifier);
   body.setIfPresent("OriginalTrovixId", with_.storage.stringForKey(storageKey::originalUserId));
   body.set("reInstallCounter", with_.storage.integerForKey(storageKey::reinstallCounter));
-  body.set("sdk_version", kSDKVersion);
+  body.set("sdk_version", sdkVersion);
   body.set("useDevelopment", settings.useUninstallSandbox.load());
   body.set("bundleversion", info("CFBundleVersion"));
   body.set("bundlename", info("CFBundleDisplayName"));

@@ -13,22 +13,22 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kConsentPollInterval = 500ms;
+constexpr auto consentPollInterval = 500ms;
 /// Far beyond any wait, and far from the end of every clock.
-constexpr double kLongestWaitSeconds = 100.0 * 365 * 24 * 3600;
+constexpr double longestWaitSeconds = 100.0 * 365 * 24 * 3600;
 
-constexpr std::int64_t kStatusOldPlatform = -1;
-constexpr std::int64_t kStatusNoClass = -2;
-constexpr std::int64_t kStatusNotSupported = -3;
-constexpr std::int64_t kStatusNotDetermined = 0;
-constexpr std::int64_t kStatusRestricted = 1;
-constexpr std::int64_t kStatusDenied = 2;
-constexpr std::int64_t kStatusAuthorized = 3;
+constexpr std::int64_t statusOldPlatform = -1;
+constexpr std::int64_t statusNoClass = -2;
+constexpr std::int64_t statusNotSupported = -3;
+constexpr std::int64_t statusNotDetermined = 0;
+constexpr std::int64_t statusRestricted = 1;
+constexpr std::int64_t statusDenied = 2;
+constexpr std::int64_t statusAuthorized = 3;
 
-constexpr const char* kReasonNoClass = "No class/unknown";
+constexpr const char* reasonNoClass = "No class/unknown";
 
 std::chrono::nanoseconds waitOf(double seconds) {
-  return std::chrono::nanoseconds(saturatingInteger(std::clamp(seconds, 0.0, kLongestWaitSeconds) * 1e9));
+  return std::chrono::nanoseconds(saturatingInteger(std::clamp(seconds, 0.0, longestWaitSeconds) * 1e9));
 }
 
 }  // namespace
@@ -51,9 +51,9 @@ bool TXSDKiAdClient::isSystemAtLeast(std::string_view version) const {
 }
 
 std::int64_t TXSDKiAdClient::trackingAuthorizationStatus() {
-  if (!isSystemAtLeast("14")) return kStatusOldPlatform;
+  if (!isSystemAtLeast("14")) return statusOldPlatform;
   const platform::ATTrackingManager* manager = loader_.txsdk_ATTrackingManagerClass();
-  return manager ? manager->trackingAuthorizationStatus().value_or(kStatusNotSupported) : kStatusNoClass;
+  return manager ? manager->trackingAuthorizationStatus().value_or(statusNotSupported) : statusNoClass;
 }
 
 AdvertisingIdentity TXSDKiAdClient::executeIDFARequest() {
@@ -65,23 +65,23 @@ AdvertisingIdentity TXSDKiAdClient::executeIDFARequest() {
     return identity;
   }
   switch (identity.trackingStatus) {
-    case kStatusOldPlatform:
-    case kStatusAuthorized:
+    case statusOldPlatform:
+    case statusAuthorized:
       readIdentifier(identity);
       break;
-    case kStatusNotDetermined:
+    case statusNotDetermined:
       if (didAddAdvertisingIdentifierObserver_) {
         identity.reason = "NotDetermined";
       } else {
         readIdentifier(identity);
       }
       break;
-    case kStatusRestricted:
-    case kStatusDenied:
+    case statusRestricted:
+    case statusDenied:
       identity.reason = "Denied/Restricted";
       break;
     default:
-      identity.reason = kReasonNoClass;
+      identity.reason = reasonNoClass;
   }
   return identity;
 }
@@ -93,7 +93,7 @@ void TXSDKiAdClient::readIdentifier(AdvertisingIdentity& identity) {
     identity.isTrackingEnabled = manager->isAdvertisingTrackingEnabled();
     identity.identifier = manager->advertisingIdentifier().value_or("");
   }
-  if (identity.identifier.empty()) identity.reason = kReasonNoClass;
+  if (identity.identifier.empty()) identity.reason = reasonNoClass;
 }
 
 bool TXSDKiAdClient::loadFramework() {
@@ -111,7 +111,7 @@ void TXSDKiAdClient::addAdvertisingIdentifierObserverWithTimeoutInterval(double 
 void TXSDKiAdClient::startWaiting(std::chrono::nanoseconds interval) {
   didAddAdvertisingIdentifierObserver_ = true;
   stopWaiting();
-  timer_ = queues_.makeRepeatingTimer(kConsentPollInterval, lifetime_.guard([this] {
+  timer_ = queues_.makeRepeatingTimer(consentPollInterval, lifetime_.guard([this] {
     queue_->post(lifetime_.guard([this] { timeToAskAdvertisingIdentifier(); }));
   }));
   isWaitingForConsent_ = true;
@@ -129,7 +129,7 @@ void TXSDKiAdClient::stopWaiting() {
 
 void TXSDKiAdClient::timeToAskAdvertisingIdentifier() {
   const AdvertisingIdentity identity = executeIDFARequest();
-  if (identity.trackingStatus == kStatusNotDetermined && timer_) return;
+  if (identity.trackingStatus == statusNotDetermined && timer_) return;
   stopWaiting();
   for (const IdentityHandler& handler : std::exchange(awaitedHandlers_, {})) handler(identity);
 }
@@ -142,7 +142,7 @@ void TXSDKiAdClient::requestIDWithCompletionHandler(IdentityHandler handler) {
     return;
   }
   const AdvertisingIdentity identity = executeIDFARequest();
-  if (timer_ && identity.trackingStatus == kStatusNotDetermined) {
+  if (timer_ && identity.trackingStatus == statusNotDetermined) {
     awaitedHandlers_.push_back(std::move(handler));
   } else {
     handler(identity);

@@ -12,12 +12,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::chrono::nanoseconds kFirstAttemptDelay = 750ms;
-constexpr std::chrono::nanoseconds kRetryDelay = 2s;
+constexpr std::chrono::nanoseconds firstAttemptDelay = 750ms;
+constexpr std::chrono::nanoseconds retryDelay = 2s;
 
-constexpr std::int64_t kTokenDisabled = -1;
-constexpr std::int64_t kTokenOldPlatform = -2;
-constexpr std::int64_t kTokenNoClass = -3;
+constexpr std::int64_t tokenDisabled = -1;
+constexpr std::int64_t tokenOldPlatform = -2;
+constexpr std::int64_t tokenNoClass = -3;
 
 const char* errorName(std::optional<std::int64_t> code) {
   constexpr std::array names{"ADClientErrorUnknown",
@@ -46,7 +46,7 @@ void TXSDKiAdClient::continueAttempts(AttemptSequence sequence) {
     sequence.completion(Dictionary{{"error", errorName(sequence.lastCode)}});
     return;
   }
-  const std::chrono::nanoseconds delay = sequence.lastCode ? kRetryDelay : kFirstAttemptDelay;
+  const std::chrono::nanoseconds delay = sequence.lastCode ? retryDelay : firstAttemptDelay;
   const std::uint64_t due = clock_.monotonicNanoseconds() + static_cast<std::uint64_t>(delay.count());
   --sequence.attemptsLeft;
   // Falling due early means that the process ends: a verdict reached without the waits would be kept for good.
@@ -92,10 +92,10 @@ void TXSDKiAdClient::handleDetails(AttemptSequence sequence, const Result<Dictio
 }
 
 Dictionary TXSDKiAdClient::appleAdsAttributionToken() {
-  if (disableAppleAdsAttribution_) return Dictionary{{"error", kTokenDisabled}};
-  if (!isSystemAtLeast("14.3")) return Dictionary{{"error", kTokenOldPlatform}};
+  if (disableAppleAdsAttribution_) return Dictionary{{"error", tokenDisabled}};
+  if (!isSystemAtLeast("14.3")) return Dictionary{{"error", tokenOldPlatform}};
   platform::AAAttribution* attribution = loader_.txsdk_AAAttributionClass();
-  if (!attribution || !attribution->respondsToAttributionToken()) return Dictionary{{"error", kTokenNoClass}};
+  if (!attribution || !attribution->respondsToAttributionToken()) return Dictionary{{"error", tokenNoClass}};
 
   auto token = attribution->attributionToken();
   if (token) return Dictionary{{"token", *std::move(token)}};

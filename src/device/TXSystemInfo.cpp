@@ -14,15 +14,15 @@ namespace trovix {
 namespace {
 
 // Of the kernel's published headers.
-constexpr std::uint32_t kTypeIntel = 7;
-constexpr std::uint32_t kTypeArm = 12;
-constexpr std::uint32_t kTypePowerPC = 18;
-constexpr std::uint32_t kTypeArm64 = 0x100000C;
-constexpr int kHardwareClass = 6;
-constexpr int kCpuFrequencyItem = 15;
-constexpr std::size_t kBrandStringSize = 256;
+constexpr std::uint32_t typeIntel = 7;
+constexpr std::uint32_t typeArm = 12;
+constexpr std::uint32_t typePowerPC = 18;
+constexpr std::uint32_t typeArm64 = 0x100000C;
+constexpr int hardwareClass = 6;
+constexpr int cpuFrequencyItem = 15;
+constexpr std::size_t brandStringSize = 256;
 
-constexpr std::array<std::pair<std::uint32_t, std::string_view>, 11> kCpuFamilies{{
+constexpr std::array<std::pair<std::uint32_t, std::string_view>, 11> cpuFamilies{{
     {0x78ea4fbc, "Intel Core 2 Duo (Penryn)"},
     {0x6b5a4cd2, "Intel (Nehalem)"},
     {0x573b5eec, "Intel (Westmere)"},
@@ -51,22 +51,22 @@ std::string armType(std::optional<std::uint32_t> subtype) {
 
 std::optional<std::string> intelBrand(const platform::SystemControl& system) {
   auto brand = system.text("machdep.cpu.brand_string");
-  if (!brand || brand->empty() || brand->size() >= kBrandStringSize || !platform::isValidUtf8(*brand)) {
+  if (!brand || brand->empty() || brand->size() >= brandStringSize || !platform::isValidUtf8(*brand)) {
     return std::nullopt;
   }
   return brand;
 }
 
 std::optional<std::string> typeOfFamily(std::uint32_t family) {
-  const auto known = std::find_if(kCpuFamilies.begin(), kCpuFamilies.end(),
+  const auto known = std::find_if(cpuFamilies.begin(), cpuFamilies.end(),
                                   [family](const auto& entry) { return entry.first == family; });
-  if (known == kCpuFamilies.end()) return std::nullopt;
+  if (known == cpuFamilies.end()) return std::nullopt;
   return std::string(known->second);
 }
 
 std::optional<std::string> typeOfSubtype(std::uint32_t type, std::uint32_t subtype) {
-  if (type == kTypeIntel) return "Intel";
-  if (type != kTypePowerPC) return std::nullopt;
+  if (type == typeIntel) return "Intel";
+  if (type != typePowerPC) return std::nullopt;
   switch (subtype) {
     case 9:
       return "PowerPC G3";
@@ -113,7 +113,7 @@ std::int64_t TXSystemInfo::ramSize() const {
 }
 
 std::int64_t TXSystemInfo::cpuSpeed() const {
-  const auto hertz = system_.integer(kHardwareClass, kCpuFrequencyItem);
+  const auto hertz = system_.integer(hardwareClass, cpuFrequencyItem);
   return hertz ? *hertz / 1'000'000 : -1;
 }
 
@@ -128,17 +128,17 @@ bool TXSystemInfo::is64bit() const {
 
 std::optional<std::string> TXSystemInfo::architecture() const {
   const auto type = query32(system_, "hw.cputype");
-  if (type == kTypePowerPC) return "PPC";
-  if (type == kTypeIntel) return "Intel";
+  if (type == typePowerPC) return "PPC";
+  if (type == typeIntel) return "Intel";
   return std::nullopt;
 }
 
 std::optional<std::string> TXSystemInfo::cpuType() const {
   const auto type = query32(system_, "hw.cputype");
   if (!type) return std::nullopt;
-  if (*type == kTypeArm64) return query32(system_, "hw.cpusubtype") == 1U ? "ARM64_V8" : "ARM64";
-  if (*type == kTypeArm) return armType(query32(system_, "hw.cpusubtype"));
-  if (*type == kTypeIntel) {
+  if (*type == typeArm64) return query32(system_, "hw.cpusubtype") == 1U ? "ARM64_V8" : "ARM64";
+  if (*type == typeArm) return armType(query32(system_, "hw.cpusubtype"));
+  if (*type == typeIntel) {
     if (auto brand = intelBrand(system_)) return brand;
   }
   if (const auto family = query32(system_, "hw.cpufamily")) return typeOfFamily(*family);

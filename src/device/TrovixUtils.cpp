@@ -16,11 +16,11 @@ namespace trovix {
 
 namespace {
 
-constexpr std::size_t kLargestReceipt = std::size_t{16} * 1024 * 1024;
-constexpr const char* kFirstVersionWithoutMigration = "6.1.3";
+constexpr std::size_t largestReceipt = std::size_t{16} * 1024 * 1024;
+constexpr const char* firstVersionWithoutMigration = "6.1.3";
 
 /// The first class that is there decides.
-constexpr std::array<std::pair<std::string_view, const char*>, 11> kDevelopmentPlatforms{{
+constexpr std::array<std::pair<std::string_view, const char*>, 11> developmentPlatforms{{
     {"UnityAppController", "ios_unity"},
     {"SEGAnalytics", "ios_segment"},
     {"RCTView", "ios_reactnative"},
@@ -45,13 +45,13 @@ Dictionary TrovixUtils::getStoreReceipt() const {
   TX_LOG(trace, "getStoreReceipt -> receiptUrl: {}", path ? "file://" + *path : "(null)");
   if (!path || !platform_.fileSystem.exists(*path)) return receiptFailure("appStoreReceiptURL does not exists.");
 
-  const auto receipt = platform_.fileSystem.read(*path, kLargestReceipt);
+  const auto receipt = platform_.fileSystem.read(*path, largestReceipt);
   if (!receipt) return receiptFailure(receipt.error().description());
   return Dictionary{{"data", Dictionary{{"receipt-data", platform::base64(platform::textOf(*receipt))}}}};
 }
 
 std::string TrovixUtils::develomentPlatformName() const {
-  for (const auto& [className, name] : kDevelopmentPlatforms) {
+  for (const auto& [className, name] : developmentPlatforms) {
     if (platform_.classRegistry.hasClass(className)) return name;
   }
   return "ios_native";
@@ -79,7 +79,7 @@ bool TrovixUtils::versionRequiresMigration() {
   // The order is taken as an unsigned number: a newer version (1) and the same one (0) migrate, only an older one,
   // which wraps, does not. The migration is therefore repeated at every start.
   static const bool required =
-      static_cast<std::uint32_t>(compareVersions(kSDKVersion, kFirstVersionWithoutMigration)) < 2;
+      static_cast<std::uint32_t>(compareVersions(sdkVersion, firstVersionWithoutMigration)) < 2;
   return required;
 }
 

@@ -15,8 +15,8 @@ namespace trovix {
 
 namespace {
 
-constexpr std::size_t kLargestIdentifierFile = std::size_t{1024} * 1024;
-constexpr const char* kAppLinkUtility = "FBSDKAppLinkUtility";
+constexpr std::size_t largestIdentifierFile = std::size_t{1024} * 1024;
+constexpr const char* appLinkUtility = "FBSDKAppLinkUtility";
 
 }  // namespace
 
@@ -27,7 +27,7 @@ std::string TrovixUtils::persistenceFilePath(std::string_view fileName) const {
 std::optional<std::string> TrovixUtils::retrievePersistedAnonymousID() const {
   if (!platform_.classRegistry.hasClass("FBSDKAppEventsUtility")) return std::nullopt;
   const auto bytes = platform_.fileSystem.read(persistenceFilePath("com-facebook-sdk-PersistedAnonymousID.json"),
-                                               kLargestIdentifierFile);
+                                               largestIdentifierFile);
   if (!bytes) return std::nullopt;
 
   const auto parsed = platform::parseJson(*bytes, /*allowFragments=*/true);
@@ -38,11 +38,11 @@ std::optional<std::string> TrovixUtils::retrievePersistedAnonymousID() const {
 
 void TrovixUtils::fetchFacebookDeferredAppLink(std::function<void(const Dictionary&)> completion) const {
   if (!completion) return;
-  if (!platform_.classRegistry.hasClass(kAppLinkUtility)) {
+  if (!platform_.classRegistry.hasClass(appLinkUtility)) {
     completion(Dictionary{{"error", "`FBSDKAppLinkUtility` class not found"}});
     return;
   }
-  const auto utility = platform_.classRegistry.appLinkUtility(kAppLinkUtility);
+  const auto utility = platform_.classRegistry.appLinkUtility(appLinkUtility);
   if (!utility || !utility->respondsToFetchDeferredAppLink()) {
     completion(Dictionary{{"error", "Unknown error"}});
     return;

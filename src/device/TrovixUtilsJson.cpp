@@ -10,15 +10,15 @@ namespace trovix {
 
 namespace {
 
-constexpr std::int64_t kStatusNotJson = -1;
-constexpr std::int64_t kStatusRaised = -2;
+constexpr std::int64_t statusNotJson = -1;
+constexpr std::int64_t statusRaised = -2;
 
 }  // namespace
 
 std::optional<Data> TrovixUtils::JSONFromParameters(const std::optional<Dictionary>& parameters,
                                                     std::int64_t& statusCode) {
   if (!parameters) {
-    statusCode = kStatusNotJson;
+    statusCode = statusNotJson;
     return std::nullopt;
   }
   try {
@@ -27,9 +27,9 @@ std::optional<Data> TrovixUtils::JSONFromParameters(const std::optional<Dictiona
       const platform::Bytes bytes = platform::bytesOf(*text);
       return Data(bytes.begin(), bytes.end());
     }
-    statusCode = kStatusNotJson;
+    statusCode = statusNotJson;
   } catch (const std::exception&) {
-    statusCode = kStatusRaised;
+    statusCode = statusRaised;
   }
   return std::nullopt;
 }

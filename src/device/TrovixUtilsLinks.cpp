@@ -13,7 +13,7 @@ namespace trovix {
 namespace {
 
 /// Blanks outside ASCII, in UTF-8.
-constexpr std::string_view kWideSpaces[] = {
+constexpr std::string_view wideSpaces[] = {
     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005",
     "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u202F", "\u205F", "\u3000",
 };
@@ -21,14 +21,14 @@ constexpr std::string_view kWideSpaces[] = {
 /// Bytes of the white space that the text begins with; 0 when it begins with something else.
 std::size_t leadingSpace(std::string_view text) {
   if (std::string_view(" \t\n\v\f\r").find(text.front()) != std::string_view::npos) return 1;
-  for (const std::string_view space : kWideSpaces) {
+  for (const std::string_view space : wideSpaces) {
     if (text.starts_with(space)) return space.size();
   }
   return 0;
 }
 
 bool hasShortLinkDomain(std::string_view link) {
-  return std::any_of(std::begin(kShortLinkDomains), std::end(kShortLinkDomains),
+  return std::any_of(std::begin(shortLinkDomains), std::end(shortLinkDomains),
                      [link](std::string_view domain) { return link.find(domain) != std::string_view::npos; });
 }
 

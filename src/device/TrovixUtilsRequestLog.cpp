@@ -12,7 +12,7 @@ struct Label {
 };
 
 // The first bit that is set decides. Three blanks end every label.
-constexpr Label kLabels[] = {
+constexpr Label labels[] = {
     {eventOption::TXEventOptionLaunch, "<~+~   SEND Start:   "},
     {eventOption::TXEventOptionFirstLaunch, "<~+~   SEND First Start:   "},
     {eventOption::TXEventOptionInAppEvent, "<~+~   SEND Event:   "},
@@ -21,7 +21,7 @@ constexpr Label kLabels[] = {
 };
 
 std::string_view labelOf(std::uint64_t kind) {
-  for (const Label& label : kLabels) {
+  for (const Label& label : labels) {
     if ((kind & label.bit) != 0) return label.text;
   }
   return "<~+~   SEND Other:   ";

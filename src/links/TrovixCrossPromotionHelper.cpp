@@ -8,7 +8,7 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kMediaSource = "tx_cross_promotion";
+constexpr const char* mediaSource = "tx_cross_promotion";
 
 }  // namespace
 
@@ -16,7 +16,7 @@ TrovixLinkGenerator TrovixCrossPromotionHelper::createLinkGenerator(const std::o
                                                                     const std::optional<std::string>& campaign,
                                                                     const std::optional<Dictionary>& parameters,
                                                                     const std::string& baseURL) {
-  TrovixLinkGenerator generator = TrovixLinkGenerator::initWithMeidaSource(kMediaSource);
+  TrovixLinkGenerator generator = TrovixLinkGenerator::initWithMeidaSource(mediaSource);
   const auto host = linkHost();
   const LinkFacts facts = host ? host->linkFacts() : LinkFacts();
   generator.setBaseURL(baseURL);
@@ -35,7 +35,7 @@ void TrovixCrossPromotionHelper::logAndOpenStore(const std::optional<std::string
                                                  const OpenStore& openStore) {
   const auto host = linkHost();
   if (!host) return;
-  const TrovixLinkGenerator generator = createLinkGenerator(appID, campaign, parameters, kDefaultWebLinkAddress);
+  const TrovixLinkGenerator generator = createLinkGenerator(appID, campaign, parameters, defaultWebLinkAddress);
   Dictionary values = parameters.value_or(Dictionary());
   values.setIfPresent("tx_campaign", campaign);
   host->logEvent("tx_cross_promotion_clicked", std::move(values));

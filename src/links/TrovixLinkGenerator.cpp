@@ -12,7 +12,7 @@ namespace trovix {
 namespace {
 
 // What a URL's host may hold without an escape.
-constexpr platform::AllowedBytes kHostBytes = platform::allowedBytes("-._~!$&'()*+,;=:[]");
+constexpr platform::AllowedBytes hostBytes = platform::allowedBytes("-._~!$&'()*+,;=:[]");
 
 }  // namespace
 
@@ -71,7 +71,7 @@ void TrovixLinkGenerator::addSiteId(const std::optional<std::string>& siteId) {
 }
 
 std::string TrovixLinkGenerator::encodeValue(const std::string& value) {
-  return platform::percentEncode(value, kHostBytes);
+  return platform::percentEncode(value, hostBytes);
 }
 
 std::string TrovixLinkGenerator::buildVeyraWithID(const std::string& ID, const std::string& domain) {
@@ -107,7 +107,7 @@ std::string TrovixLinkGenerator::base() const {
       return buildVeyraWithID(*id, *brandDomain_);
     }
   }
-  return txsdk_exists(baseURL_) ? *baseURL_ : std::string(kDefaultWebLinkAddress);
+  return txsdk_exists(baseURL_) ? *baseURL_ : std::string(defaultWebLinkAddress);
 }
 
 std::string TrovixLinkGenerator::generateLink() const {
@@ -120,8 +120,8 @@ std::string TrovixLinkGenerator::generateLink() const {
 }
 
 void TrovixLinkGenerator::generateVeyraWithCompletionHandler(Completion completionHandler) const {
-  constexpr std::int64_t kServiceDefault = -1;
-  generateVeyraWithTTL(kServiceDefault, std::move(completionHandler));
+  constexpr std::int64_t serviceDefault = -1;
+  generateVeyraWithTTL(serviceDefault, std::move(completionHandler));
 }
 
 void TrovixLinkGenerator::generateVeyraWithTTL(std::int64_t ttl, Completion completionHandler) const {

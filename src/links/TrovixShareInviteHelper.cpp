@@ -8,9 +8,9 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kInviteMediaSource = "tx_app_invites";
-constexpr std::size_t kShortestDomain = 4;
-constexpr std::size_t kShortestScheme = 4;
+constexpr const char* inviteMediaSource = "tx_app_invites";
+constexpr std::size_t shortestDomain = 4;
+constexpr std::size_t shortestScheme = 4;
 
 bool hasLength(const std::optional<std::string>& text, std::size_t length) {
   return text && platform::utf16Length(*text) >= length;
@@ -29,17 +29,17 @@ TrovixLinkGenerator TrovixShareInviteHelper::createLink(const std::optional<std:
   if (!txsdk_exists(facts.appInviteVeyraID)) {
     generator.setAppleAppID(facts.appleAppID);
   } else {
-    const std::string domain = hasLength(facts.linkDomain, kShortestDomain) ? *facts.linkDomain : kDefaultLinkHost;
+    const std::string domain = hasLength(facts.linkDomain, shortestDomain) ? *facts.linkDomain : defaultLinkHost;
     generator.setBaseURL(TrovixLinkGenerator::buildVeyraWithID(*facts.appInviteVeyraID, domain));
   }
-  if (hasLength(facts.linkScheme, kShortestScheme)) generator.setBaseDeeplink(facts.linkScheme);
+  if (hasLength(facts.linkScheme, shortestScheme)) generator.setBaseDeeplink(facts.linkScheme);
   TX_LOG(debug, "return linkGenerator ...");
   return generator;
 }
 
 void TrovixShareInviteHelper::generateInviteUrlWithLinkGenerator(const Preparation& generatorBlock,
                                                                  TrovixLinkGenerator::Completion completionHandler) {
-  TrovixLinkGenerator generator = createLink(kInviteMediaSource);
+  TrovixLinkGenerator generator = createLink(inviteMediaSource);
   if (generatorBlock) generator = generatorBlock(std::move(generator));
   generator.generateVeyraWithCompletionHandler(std::move(completionHandler));
 }

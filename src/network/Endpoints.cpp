@@ -16,7 +16,7 @@ struct Kind {
 };
 
 // In the order of Endpoint.
-constexpr std::array<Kind, kEndpointCount> kKinds{{
+constexpr std::array<Kind, endpointCount> everyKind{{
     {"Launches", "https://%@launches.%@/api/v%@/ios%@?app_id=%@&buildnumber=%@"},
     {"Conversions", "https://%@conversions.%@/api/v%@/ios%@?app_id=%@&buildnumber=%@"},
     {"Attr", "https://%@attr.%@/api/v%@/ios%@?app_id=%@&buildnumber=%@"},
@@ -41,7 +41,7 @@ constexpr std::array<Kind, kEndpointCount> kKinds{{
 
 struct Overrides {
   platform::Mutex mutex;
-  std::array<std::optional<std::string>, kEndpointCount> templates TX_GUARDED_BY(mutex);
+  std::array<std::optional<std::string>, endpointCount> templates TX_GUARDED_BY(mutex);
 };
 
 Overrides& overridesInForce() {
@@ -87,8 +87,8 @@ std::size_t countUpToFirstMissing(const std::vector<std::optional<std::string>>&
 }
 
 std::optional<std::size_t> indexOfKind(std::string_view name) {
-  for (std::size_t i = 0; i < kKinds.size(); ++i) {
-    if (name == kKinds[i].name) return i;
+  for (std::size_t i = 0; i < everyKind.size(); ++i) {
+    if (name == everyKind[i].name) return i;
   }
   return std::nullopt;
 }
@@ -100,7 +100,7 @@ std::string endpointTemplate(Endpoint endpoint) {
   Overrides& overrides = overridesInForce();
   const platform::MutexLock lock(overrides.mutex);
   const auto& replaced = overrides.templates[index];
-  return replaced ? *replaced : kKinds[index].defaultTemplate;
+  return replaced ? *replaced : everyKind[index].defaultTemplate;
 }
 
 std::string TXSDKURLFormat(const std::string& urlTemplate, const std::vector<std::optional<std::string>>& arguments) {

@@ -29,7 +29,7 @@ enum class Endpoint : std::uint8_t {
   skRules,
   skConversionValue,
 };
-inline constexpr std::size_t kEndpointCount = 17;
+inline constexpr std::size_t endpointCount = 17;
 
 /// The template of a kind as it stands now, process-wide. Any thread.
 [[nodiscard]] std::string endpointTemplate(Endpoint endpoint);

@@ -14,8 +14,8 @@
 namespace trovix {
 namespace {
 
-constexpr std::size_t kFlagDistance = 5;
-constexpr std::size_t kChecksumLength = 32;
+constexpr std::size_t flagDistance = 5;
+constexpr std::size_t checksumLength = 32;
 
 /// Last decimal digit of the integer part.
 std::size_t flagPosition(double timestamp) noexcept {
@@ -39,15 +39,15 @@ std::optional<std::string> TXSDKChecksum::calculate(double timestamp, std::strin
                                                     std::string_view devKey, bool skipAdvancedValidation) const {
   const std::string time = TrovixUtils::sha256(fmt::format("{:f}", timestamp));
   const std::string bundle = TrovixUtils::sha256(bundleIdentifier);
-  std::string checksum = TrovixUtils::md5(fmt::format("{}:{}:{}:{}", time, bundle, kSDKVersion, devKey));
-  if (time.empty() || bundle.empty() || checksum.size() != kChecksumLength) return std::nullopt;
+  std::string checksum = TrovixUtils::md5(fmt::format("{}:{}:{}:{}", time, bundle, sdkVersion, devKey));
+  if (time.empty() || bundle.empty() || checksum.size() != checksumLength) return std::nullopt;
 
   const bool flags[] = {isSimulator(), isDevelopmentBuild(), integrity_.isDeviceCompromised(skipAdvancedValidation),
                         isCounterValid(), integrity_.isDebuggerAttached()};
   std::size_t position = flagPosition(timestamp);
   for (const bool flag : flags) {
     checksum[position] = flag ? '1' : '0';
-    position += kFlagDistance;
+    position += flagDistance;
   }
   return txsdk_swap(checksum);
 }

@@ -15,11 +15,11 @@ namespace trovix {
 namespace {
 
 // The server tells a digest that gave nothing from one that broke by these.
-constexpr const char* kChecksumOfNothing = "d7a1c0e93b5f4a2880c6e1f47b9d2e15";
-constexpr const char* kChecksumOfFailure = "d7a2c0e93b5f4a2880c6e1f47b9d2e15";
+constexpr const char* checksumOfNothing = "d7a1c0e93b5f4a2880c6e1f47b9d2e15";
+constexpr const char* checksumOfFailure = "d7a2c0e93b5f4a2880c6e1f47b9d2e15";
 
 // What an event without data is sent as.
-constexpr std::uint8_t kNoDataMarker = 255;
+constexpr std::uint8_t noDataMarker = 255;
 
 const Value* parameter(const std::optional<Dictionary>& parameters, std::string_view key) noexcept {
   return parameters ? parameters->find(key) : nullptr;
@@ -44,9 +44,9 @@ std::string checksumOf(TXSDKChecksum& checksum, double timestamp, const std::opt
                        const std::optional<std::string>& key) {
   try {
     return checksum.calculate(timestamp, bundleIdentifier.value_or(""), key.value_or("(null)"), false)
-        .value_or(kChecksumOfNothing);
+        .value_or(checksumOfNothing);
   } catch (const std::exception&) {
-    return kChecksumOfFailure;
+    return checksumOfFailure;
   }
 }
 
@@ -78,7 +78,7 @@ std::string TXSDKEvent::UUID() const {
 }
 
 bool TXSDKEvent::isValid() const {
-  return filePath && hasPropertyListExtension(*filePath) && URL && parameters && SDKVersion == kSDKVersion;
+  return filePath && hasPropertyListExtension(*filePath) && URL && parameters && SDKVersion == sdkVersion;
 }
 
 void TXSDKEvent::sign(TXSDKChecksum& checksum) {
@@ -96,8 +96,8 @@ std::optional<Data> TXSDKEvent::data() const {
 }
 
 Data TXSDKEvent::encryptWithData(const std::optional<Data>& plain) const {
-  if (!plain) return {kNoDataMarker};
-  return TrovixAES128Crypto::encrypt(*plain, key().value_or("")).value_or(Data{kNoDataMarker});
+  if (!plain) return {noDataMarker};
+  return TrovixAES128Crypto::encrypt(*plain, key().value_or("")).value_or(Data{noDataMarker});
 }
 
 }  // namespace trovix

@@ -15,11 +15,11 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kMetadata = ".METADATA";
-constexpr const char* kParameters = ".DATA";
-constexpr const char* kSDKVersionEntry = "SDK";
-constexpr const char* kURLEntry = "URL";
-constexpr const char* kOptionsEntry = "TYPE";
+constexpr const char* metadataEntry = ".METADATA";
+constexpr const char* parametersEntry = ".DATA";
+constexpr const char* sdkVersionEntry = "SDK";
+constexpr const char* urlEntry = "URL";
+constexpr const char* optionsEntry = "TYPE";
 
 double secondsOfFileName(std::string_view path) {
   std::string_view name = path.substr(path.rfind('/') + 1);
@@ -27,13 +27,13 @@ double secondsOfFileName(std::string_view path) {
 }
 
 void fill(TXSDKEvent& event, Dictionary& record) {
-  if (Value* parameters = record.find(kParameters); parameters != nullptr && parameters->dictionary() != nullptr) {
+  if (Value* parameters = record.find(parametersEntry); parameters != nullptr && parameters->dictionary() != nullptr) {
     event.parameters = std::move(*parameters->dictionary());
   }
-  if (const Dictionary* metadata = record.dictionary(kMetadata)) {
-    event.URL = textAt(*metadata, kURLEntry);
-    event.SDKVersion = textAt(*metadata, kSDKVersionEntry);
-    if (const Value* options = metadata->find(kOptionsEntry)) {
+  if (const Dictionary* metadata = record.dictionary(metadataEntry)) {
+    event.URL = textAt(*metadata, urlEntry);
+    event.SDKVersion = textAt(*metadata, sdkVersionEntry);
+    if (const Value* options = metadata->find(optionsEntry)) {
       event.options = static_cast<std::uint64_t>(options->integerValue());
     }
   }
@@ -41,16 +41,16 @@ void fill(TXSDKEvent& event, Dictionary& record) {
 
 Result<Data> serialise(TXSDKEvent& event) {
   Dictionary metadata;
-  metadata.setIfPresent(kSDKVersionEntry, event.SDKVersion);
-  metadata.setIfPresent(kURLEntry, event.URL);
-  metadata.set(kOptionsEntry, event.options);
-  Dictionary record{{kMetadata, std::move(metadata)}};
+  metadata.setIfPresent(sdkVersionEntry, event.SDKVersion);
+  metadata.setIfPresent(urlEntry, event.URL);
+  metadata.set(optionsEntry, event.options);
+  Dictionary record{{metadataEntry, std::move(metadata)}};
   if (!event.parameters) return platform::writePropertyList(record);
 
   // The parameters are lent to the record, which spares a copy of the whole payload.
-  record.set(kParameters, std::move(*event.parameters));
+  record.set(parametersEntry, std::move(*event.parameters));
   auto bytes = platform::writePropertyList(record);
-  event.parameters = std::move(*record.find(kParameters)->dictionary());
+  event.parameters = std::move(*record.find(parametersEntry)->dictionary());
   return bytes;
 }
 

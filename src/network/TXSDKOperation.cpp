@@ -9,9 +9,9 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kExecutingKey = "isExecuting";
-constexpr const char* kFinishedKey = "isFinished";
-constexpr const char* kCancelledKey = "isCancelled";
+constexpr const char* executingKey = "isExecuting";
+constexpr const char* finishedKey = "isFinished";
+constexpr const char* cancelledKey = "isCancelled";
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
@@ -53,7 +53,7 @@ void TXSDKOperation::start() {
   }
   if (wasCancelled) return finishWithStatusCode(operationStatus::cancelled);
   if (!runs) return finishWithStatusCode(operationStatus::notStarted);
-  notify(kExecutingKey);
+  notify(executingKey);
   executionBlock_(shared_from_this());
 }
 
@@ -68,8 +68,8 @@ void TXSDKOperation::finishWithStatusCode(std::int64_t statusCode) {
     stoppedNow = std::exchange(executing_, false);
     if (finishedNow) completionBlock = std::exchange(completionBlock_, nullptr);
   }
-  if (finishedNow) notify(kFinishedKey);
-  if (stoppedNow) notify(kExecutingKey);
+  if (finishedNow) notify(finishedKey);
+  if (stoppedNow) notify(executingKey);
   if (completionBlock) completionBlock();
 }
 
@@ -80,8 +80,8 @@ void TXSDKOperation::cancel() {
     if (std::exchange(cancelled_, true)) return;
     stoppedNow = std::exchange(executing_, false);
   }
-  notify(kCancelledKey);
-  if (stoppedNow) notify(kExecutingKey);
+  notify(cancelledKey);
+  if (stoppedNow) notify(executingKey);
 }
 
 void TXSDKOperation::notify(const char* key) const {

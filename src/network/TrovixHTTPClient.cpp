@@ -18,8 +18,8 @@ using platform::URLRequest;
 using platform::URLResponse;
 using platform::URLResult;
 
-constexpr const char* kTaskIdentifier = "taskIdentifier";
-constexpr std::int64_t kUnparseableBodyCode = 61;
+constexpr const char* taskIdentifierKey = "taskIdentifier";
+constexpr std::int64_t unparseableBodyCode = 61;
 
 /// A task's number is known only when its start returns, which its answer may outrun.
 class TaskNumber {
@@ -29,13 +29,13 @@ class TaskNumber {
     number_.notify_one();
   }
   [[nodiscard]] std::int64_t wait() const {
-    number_.wait(kUnknown);
+    number_.wait(unknown);
     return number_.load();
   }
 
  private:
-  static constexpr std::int64_t kUnknown = -1;
-  std::atomic<std::int64_t> number_{kUnknown};
+  static constexpr std::int64_t unknown = -1;
+  std::atomic<std::int64_t> number_{unknown};
 };
 
 bool isRetried(std::int64_t statusCode) noexcept {
@@ -47,7 +47,7 @@ Error requestFailed(const std::optional<Error>& cause) {
 }
 
 Dictionary informationAbout(const URLResponse& response, std::int64_t taskNumber, Data body, std::int64_t retries) {
-  Dictionary information{{"statusCode", response.statusCode}, {kTaskIdentifier, taskNumber}};
+  Dictionary information{{"statusCode", response.statusCode}, {taskIdentifierKey, taskNumber}};
   if (platform::isValidUtf8(textOf(body))) information.set("dataStr", textOf(body));
   information.set("data", std::move(body));
   if (const std::string* location = response.headers.find("Location")) information.set(".Location", *location);
@@ -57,7 +57,7 @@ Dictionary informationAbout(const URLResponse& response, std::int64_t taskNumber
 
 Error serialisationError(const Data& body, const Error& parserError) {
   if (body.empty() || !platform::isValidUtf8(textOf(body))) return parserError;
-  return TXSDKError::errorWithDomain(TXSDKSerializationErrorDomain, kUnparseableBodyCode, {}, std::string(textOf(body)),
+  return TXSDKError::errorWithDomain(TXSDKSerializationErrorDomain, unparseableBodyCode, {}, std::string(textOf(body)),
                                      std::nullopt);
 }
 
@@ -142,7 +142,7 @@ TrovixHTTPClient::Task TrovixHTTPClient::startAttempt(const std::shared_ptr<cons
   const auto number = std::make_shared<TaskNumber>();
   auto answered = [weakSelf = weak_from_this(), request, retries, number](URLResult result) {
     if (result.error || !result.response) {
-      const Dictionary information{{kTaskIdentifier, number->wait()}};
+      const Dictionary information{{taskIdentifierKey, number->wait()}};
       if (request->completionHandler) {
         request->completionHandler(std::nullopt, information, requestFailed(result.error));
       }
@@ -161,7 +161,7 @@ TrovixHTTPClient::Task TrovixHTTPClient::startAttempt(const std::shared_ptr<cons
 void TrovixHTTPClient::refuseURL(const GeneralRequest& request) {
   if (!request.completionHandler) return;
   platform_.queues.globalQueue().post([completionHandler = request.completionHandler] {
-    completionHandler(std::nullopt, {{kTaskIdentifier, 0}},
+    completionHandler(std::nullopt, {{taskIdentifierKey, 0}},
                       requestFailed(Error(urlErrorDomain, platform::urlError::badURL)));
   });
 }

@@ -15,7 +15,7 @@
 namespace trovix {
 namespace {
 
-constexpr std::int64_t kEventRetries = 2;
+constexpr std::int64_t eventRetries = 2;
 
 bool isFailure(std::int64_t statusCode) noexcept { return statusCode >= 400 && statusCode <= 600; }
 
@@ -90,7 +90,7 @@ void TrovixHTTPClient::sendEvent(std::shared_ptr<TXSDKEvent> event, EventComplet
     finishEvent(remoteDebugging, completionHandler, information, error);
   };
   requestWithURL([address = std::move(address)] { return address; }, std::move(adjust),
-                 {.method = "POST", .retries = kEventRetries},
+                 {.method = "POST", .retries = eventRetries},
                  lifetime_ ? Completion(lifetime_->guard(std::move(finish))) : std::move(finish));
 }
 

@@ -13,7 +13,7 @@
 namespace trovix {
 namespace {
 
-constexpr const char* kJsonType = "application/json";
+constexpr const char* jsonType = "application/json";
 
 std::optional<std::string> utf8Of(const Data& bytes) {
   const std::string_view text = platform::textOf(bytes);
@@ -31,7 +31,7 @@ void reportVeyra(const platform::URLResult& result, const TXSDKHTTPClientProtoco
   const bool isAnswer = result.response && (!result.response->mimeType.empty() || !result.data.empty());
   if (!isAnswer) return completionHandler(std::nullopt, std::nullopt);
   // What is not JSON is no answer of the link service, whatever its status.
-  const std::int64_t statusCode = result.response->mimeType == kJsonType ? result.response->statusCode : 0;
+  const std::int64_t statusCode = result.response->mimeType == jsonType ? result.response->statusCode : 0;
   if (statusCode != 200) return completionHandler(std::nullopt, refusal(result.data));
   auto parsed = txsdk_json(result.data);
   if (!parsed) return completionHandler(std::nullopt, parsed.error());
@@ -53,7 +53,7 @@ platform::URLRequest TrovixHTTPClient::linkServiceRequest(const std::string& URL
   platform::URLRequest request;
   request.url = URL;
   request.method = method;
-  request.headers.set("Content-Type", kJsonType);
+  request.headers.set("Content-Type", jsonType);
   request.headers.set("tx-timestamp", authorization.timestamp);
   request.headers.set("authorization", authorization.authorization);
   return request;

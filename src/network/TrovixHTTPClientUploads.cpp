@@ -73,7 +73,7 @@ bool TrovixHTTPClient::hasSystemVersion9() const {
 
 std::shared_ptr<platform::URLSession> TrovixHTTPClient::bgSession() {
   std::call_once(bgSessionOnce_, [this] {
-    if (!hasSystemVersion9()) bgSession_ = platform_.urlSessions.makeBackgroundSession(kReverseDNSIdentifier);
+    if (!hasSystemVersion9()) bgSession_ = platform_.urlSessions.makeBackgroundSession(reverseDNSIdentifier);
   });
   return bgSession_;
 }

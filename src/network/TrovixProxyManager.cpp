@@ -122,7 +122,7 @@ void TrovixProxyManager::loadStaticDataWithModel(const std::string& model, const
   if (host == nullptr) return;
   const std::string uid = host->trovixUID();
   setDeviceDataWithModel(model, systemVersion, "n/a");
-  setSDKDataWithVersion(kSDKVersion, host->devKey(), storage_.stringForKey(storageKey::originalUserId).value_or(uid),
+  setSDKDataWithVersion(sdkVersion, host->devKey(), storage_.stringForKey(storageKey::originalUserId).value_or(uid),
                         uid, launchCounter);
   setAppDataWithAppId(host->appleAppID(), host->appVersion());
 

@@ -15,7 +15,7 @@
 namespace trovix::platform {
 namespace {
 
-constexpr const char* kCipherErrorDomain = "OpenSSL";
+constexpr const char* cipherErrorDomain = "OpenSSL";
 
 // Fetching an algorithm costs more than using it, so each is fetched once and lives as long as the process.
 struct Algorithms {
@@ -64,7 +64,7 @@ std::optional<std::array<std::uint8_t, size>> digest(const EVP_MD* algorithm, By
 
 int lengthOf(std::size_t size) noexcept { return static_cast<int>(std::min<std::size_t>(size, INT_MAX)); }
 
-Error cipherError() { return {kCipherErrorDomain, static_cast<std::int64_t>(ERR_get_error())}; }
+Error cipherError() { return {cipherErrorDomain, static_cast<std::int64_t>(ERR_get_error())}; }
 
 }  // namespace
 
@@ -91,7 +91,7 @@ std::array<std::uint8_t, 32> hmacSha256(Bytes key, Bytes message) {
 
 Result<Data> aes128CbcEncrypt(Bytes plain, const std::array<std::uint8_t, 16>& key,
                               const std::array<std::uint8_t, 16>& iv) {
-  if (plain.size() > INT_MAX - 16) return Error(kCipherErrorDomain, EMSGSIZE);
+  if (plain.size() > INT_MAX - 16) return Error(cipherErrorDomain, EMSGSIZE);
   Data cipherText(plain.size() + 16);
   const CipherContext context(EVP_CIPHER_CTX_new());
   int body = 0;

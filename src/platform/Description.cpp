@@ -8,7 +8,7 @@
 namespace trovix {
 namespace {
 
-constexpr std::size_t kIndentation = 4;
+constexpr std::size_t indentationStep = 4;
 
 bool isPlain(char c) noexcept {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
@@ -89,10 +89,10 @@ void appendNested(std::string& out, const Value& value, std::size_t indentation)
 void appendEntries(std::string& out, const Dictionary& dictionary, std::size_t indentation) {
   out += "{\n";
   for (const auto& [key, value] : dictionary) {
-    out.append(indentation + kIndentation, ' ');
+    out.append(indentation + indentationStep, ' ');
     appendQuoted(out, key);
     out += " = ";
-    appendNested(out, value, indentation + kIndentation);
+    appendNested(out, value, indentation + indentationStep);
     out += ";\n";
   }
   out.append(indentation, ' ');
@@ -108,8 +108,8 @@ void appendContainer(std::string& out, const Value& value, std::size_t indentati
   const Array& array = *value.array();
   for (std::size_t i = 0; i < array.size(); ++i) {
     const bool nested = array[i].array() != nullptr || array[i].dictionary() != nullptr;
-    if (!nested) out.append(indentation + kIndentation, ' ');
-    appendNested(out, array[i], indentation + kIndentation);
+    if (!nested) out.append(indentation + indentationStep, ' ');
+    appendNested(out, array[i], indentation + indentationStep);
     out += i + 1 < array.size() ? ",\n" : "\n";
   }
   out.append(indentation, ' ');

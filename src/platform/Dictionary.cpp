@@ -7,8 +7,8 @@ namespace trovix {
 namespace {
 
 // Up to here comparing keys one after another beats hashing them.
-constexpr std::size_t kLargestUnindexed = 16;
-constexpr std::size_t kMissing = std::string::npos;
+constexpr std::size_t largestUnindexed = 16;
+constexpr std::size_t missing = std::string::npos;
 
 }  // namespace
 
@@ -30,7 +30,7 @@ Dictionary::const_iterator Dictionary::begin() const noexcept { return entries_.
 Dictionary::const_iterator Dictionary::end() const noexcept { return entries_.end(); }
 void Dictionary::reserve(std::size_t count) {
   entries_.reserve(count);
-  if (count > kLargestUnindexed && count * 2 > index_.size()) rebuildIndex(count);
+  if (count > largestUnindexed && count * 2 > index_.size()) rebuildIndex(count);
 }
 
 std::size_t Dictionary::indexOf(std::string_view key) const noexcept {
@@ -38,7 +38,7 @@ std::size_t Dictionary::indexOf(std::string_view key) const noexcept {
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     if (entries_[i].first == key) return i;
   }
-  return kMissing;
+  return missing;
 }
 
 std::size_t Dictionary::slotOf(std::string_view key) const noexcept {
@@ -49,12 +49,12 @@ std::size_t Dictionary::slotOf(std::string_view key) const noexcept {
 }
 
 std::size_t Dictionary::positionAt(std::size_t slot) const noexcept {
-  return index_[slot] == 0 ? kMissing : index_[slot] - 1;
+  return index_[slot] == 0 ? missing : index_[slot] - 1;
 }
 
 void Dictionary::rebuildIndex(std::size_t expected) {
   index_.clear();
-  if (expected <= kLargestUnindexed) return;
+  if (expected <= largestUnindexed) return;
   std::size_t slots = 64;
   while (slots < expected * 4) slots *= 2;
   index_.resize(slots);
@@ -65,21 +65,21 @@ void Dictionary::rebuildIndex(std::size_t expected) {
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
   const std::size_t position = indexOf(key);
-  return position == kMissing ? nullptr : &entries_[position].second;
+  return position == missing ? nullptr : &entries_[position].second;
 }
 
 Value* Dictionary::find(std::string_view key) noexcept {
   const std::size_t position = indexOf(key);
-  return position == kMissing ? nullptr : &entries_[position].second;
+  return position == missing ? nullptr : &entries_[position].second;
 }
 
 void Dictionary::set(std::string_view key, Value value) {
   // At least every second slot is free, so that runs are short.
   const std::size_t needed = entries_.size() + 1;
-  if (needed > kLargestUnindexed && needed * 2 > index_.size()) rebuildIndex(needed);
+  if (needed > largestUnindexed && needed * 2 > index_.size()) rebuildIndex(needed);
   const std::size_t slot = index_.empty() ? 0 : slotOf(key);
   const std::size_t position = index_.empty() ? indexOf(key) : positionAt(slot);
-  if (position != kMissing) {
+  if (position != missing) {
     entries_[position].second = std::move(value);
     return;
   }
@@ -94,7 +94,7 @@ void Dictionary::merge(const Dictionary& other) {
 
 bool Dictionary::remove(std::string_view key) {
   const std::size_t position = indexOf(key);
-  if (position == kMissing) return false;
+  if (position == missing) return false;
   entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
   rebuildIndex(entries_.size());
   return true;

@@ -54,14 +54,14 @@ void appendWellFormed(std::string& out, std::string_view text) {
 }
 
 // Text that stands as it is: ASCII without control characters, quotes and backslashes.
-constexpr std::array<bool, 256> kIsPlain = [] {
+constexpr std::array<bool, 256> isPlain = [] {
   std::array<bool, 256> plain{};
   for (std::size_t c = 0x20; c < 0x80; ++c) plain[c] = c != '"' && c != '\\';
   return plain;
 }();
 
 void appendText(std::string& out, std::string_view text) {
-  if (std::all_of(text.begin(), text.end(), [](char c) { return kIsPlain[static_cast<unsigned char>(c)]; })) {
+  if (std::all_of(text.begin(), text.end(), [](char c) { return isPlain[static_cast<unsigned char>(c)]; })) {
     out += '"';
     out += text;
     out += '"';

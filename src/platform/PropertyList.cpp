@@ -13,7 +13,7 @@
 namespace trovix::platform {
 namespace {
 
-constexpr std::int64_t kReadCorruptCode = 3840;
+constexpr std::int64_t readCorruptCode = 3840;
 
 struct NodeDeleter {
   void operator()(plist_t node) const { plist_free(node); }
@@ -132,7 +132,7 @@ Result<Value> readPropertyList(const Data& bytes) {
   const Node node = parseBounded(bytes);
   auto value = node == nullptr ? std::nullopt : readNode(node.get(), maximumPropertyListDepth);
   if (!value) {
-    return Error(propertyListErrorDomain, kReadCorruptCode,
+    return Error(propertyListErrorDomain, readCorruptCode,
                  {{Error::localizedDescriptionKey, "The data is not a property list."}});
   }
   return std::move(*value);

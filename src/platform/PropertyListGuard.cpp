@@ -9,8 +9,8 @@ namespace trovix::platform {
 namespace {
 
 // What an object costs beyond its own bytes once it is a node.
-constexpr std::uint64_t kNodeWeight = 64;
-constexpr std::uint64_t kMaximumWeight = std::uint64_t{64} * 1024 * 1024;
+constexpr std::uint64_t nodeWeight = 64;
+constexpr std::uint64_t maximumWeight = std::uint64_t{64} * 1024 * 1024;
 
 // Walks the object graph of a binary list. Every object is visited once; what it weighs is remembered, so that shared
 // objects are counted as often as they will be copied without being walked that often.
@@ -121,7 +121,7 @@ class BinaryWalk {
     if (at < 8 || at >= table_ || !readShape(static_cast<std::size_t>(at), shape)) return false;
     if (shape.content > table_ || shape.length > table_ - shape.content) return false;
     object.state = State::open;
-    object.weight = kNodeWeight + shape.length;
+    object.weight = nodeWeight + shape.length;
     object.height = 1;
     const auto kind = static_cast<std::uint8_t>(bytes_[static_cast<std::size_t>(at)] >> 4);
     object.isKey = isKey(kind, shape);
@@ -133,7 +133,7 @@ class BinaryWalk {
       const Object& visited = objects_[static_cast<std::size_t>(child)];
       if (i < keys && !visited.isKey) return false;
       object.weight += visited.weight;
-      if (object.weight > kMaximumWeight) return false;
+      if (object.weight > maximumWeight) return false;
       object.height = std::max(object.height, static_cast<std::uint8_t>(visited.height + 1));
     }
     object.state = State::done;

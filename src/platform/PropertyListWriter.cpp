@@ -13,7 +13,7 @@
 namespace trovix::platform {
 namespace {
 
-constexpr std::int64_t kWriteCode = 3851;
+constexpr std::int64_t writeCode = 3851;
 
 // The first half of an object's first byte.
 enum class Marker : std::uint8_t {
@@ -26,11 +26,11 @@ enum class Marker : std::uint8_t {
   array = 0xA0,
   dictionary = 0xD0
 };
-constexpr std::uint8_t kFalse = 0x08;
-constexpr std::uint8_t kTrue = 0x09;
-constexpr std::uint8_t kEightBytes = 3;
+constexpr std::uint8_t falseByte = 0x08;
+constexpr std::uint8_t trueByte = 0x09;
+constexpr std::uint8_t eightBytes = 3;
 // What an object of an event's parameters takes, its place in the table included.
-constexpr std::size_t kOrdinaryObject = 16;
+constexpr std::size_t ordinaryObject = 16;
 
 // How many objects a value becomes, as far down as one may nest.
 std::size_t objectCount(const Value& value, std::size_t depth);
@@ -68,7 +68,7 @@ class BinaryWriter {
   /// Of at most so many objects.
   explicit BinaryWriter(std::size_t objects) : referenceSize_(bytesFor(objects)) {
     offsets_.reserve(objects);
-    bytes_.reserve(objects * kOrdinaryObject);
+    bytes_.reserve(objects * ordinaryObject);
   }
 
   /// False when it nests too deep.
@@ -104,7 +104,7 @@ class BinaryWriter {
     if (count >= countFollows) appendInteger(count);
   }
   void appendEightBytes(Marker marker, double number) {
-    appendByte(marker, kEightBytes);
+    appendByte(marker, eightBytes);
     appendNumber(std::bit_cast<std::uint64_t>(number), sizeof number);
   }
 
@@ -178,7 +178,7 @@ class BinaryWriter {
     } else if (const Date* date = value.date()) {
       writeDate(*date);
     } else if (const bool* truth = value.boolean()) {
-      bytes_.push_back(*truth ? kTrue : kFalse);
+      bytes_.push_back(*truth ? trueByte : falseByte);
     } else if (value.kind() == Value::Kind::real) {
       appendEightBytes(Marker::real, value.doubleValue());
     } else {
@@ -208,7 +208,7 @@ class BinaryWriter {
 };
 
 Error writeError(const char* message) {
-  return {propertyListErrorDomain, kWriteCode, {{Error::localizedDescriptionKey, message}}};
+  return {propertyListErrorDomain, writeCode, {{Error::localizedDescriptionKey, message}}};
 }
 
 }  // namespace

@@ -44,13 +44,13 @@ std::size_t asciiPrefix(std::string_view text) noexcept {
   return i;
 }
 
-constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view base64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-constexpr std::array<std::int8_t, 256> kBase64Values = [] {
+constexpr std::array<std::int8_t, 256> base64Values = [] {
   std::array<std::int8_t, 256> values{};
   for (auto& value : values) value = -1;
-  for (std::size_t i = 0; i < kBase64Digits.size(); ++i) {
-    values[static_cast<std::uint8_t>(kBase64Digits[i])] = static_cast<std::int8_t>(i);
+  for (std::size_t i = 0; i < base64Digits.size(); ++i) {
+    values[static_cast<std::uint8_t>(base64Digits[i])] = static_cast<std::int8_t>(i);
   }
   return values;
 }();
@@ -127,7 +127,7 @@ std::string base64(std::string_view bytes) {
     const std::size_t count = bytes.size() - i < 3 ? bytes.size() - i : 3;
     std::uint32_t group = 0;
     for (std::size_t k = 0; k < 3; ++k) group = group << 8 | (k < count ? byteAt(bytes, i + k) : 0U);
-    for (std::size_t k = 0; k < 4; ++k) text += k <= count ? kBase64Digits[group >> (18 - 6 * k) & 63] : '=';
+    for (std::size_t k = 0; k < 4; ++k) text += k <= count ? base64Digits[group >> (18 - 6 * k) & 63] : '=';
   }
   return text;
 }
@@ -140,7 +140,7 @@ bool base64Decode(std::string_view text, std::string& bytes) {
   std::uint32_t pending = 0;
   unsigned bits = 0;
   for (const char c : text.substr(0, text.size() - padding)) {
-    const std::int8_t value = kBase64Values[static_cast<std::uint8_t>(c)];
+    const std::int8_t value = base64Values[static_cast<std::uint8_t>(c)];
     if (value < 0) {
       bytes.clear();
       return false;

@@ -7,9 +7,9 @@ namespace trovix::platform {
 namespace {
 
 // What a name or a value of a query item keeps: the characters of a query but its own two separators.
-constexpr AllowedBytes kQueryItemBytes = allowedBytes("-._~!$'()*+,;:@/?");
+constexpr AllowedBytes queryItemBytes = allowedBytes("-._~!$'()*+,;:@/?");
 // What may stand in a URL at all.
-constexpr AllowedBytes kUrlBytes = allowedBytes("-._~!$&'()*+,;=:@/?#%");
+constexpr AllowedBytes urlBytes = allowedBytes("-._~!$&'()*+,;=:@/?#%");
 
 std::string_view withoutBrackets(std::string_view host) noexcept {
   if (host.starts_with('[') && host.ends_with(']')) return host.substr(1, host.size() - 2);
@@ -37,7 +37,7 @@ bool isMadeOfUrlBytes(std::string_view text) noexcept {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
     const bool isBracket = c == '[' || c == ']';
-    if (isBracket ? i >= hostEnd : !kUrlBytes.of[static_cast<unsigned char>(c)]) return false;
+    if (isBracket ? i >= hostEnd : !urlBytes.of[static_cast<unsigned char>(c)]) return false;
     if (c == '%' && (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2]))) return false;
   }
   return true;
@@ -64,8 +64,8 @@ std::optional<std::string_view> hostOfAuthority(std::string_view authority) noex
   if (authority.starts_with('[')) {
     hostEnd = authority.find(']') + 1;
     const std::string_view address = authority.substr(0, hostEnd);
-    constexpr std::size_t kShortest = 4;  // "[::]"
-    if (address.size() < kShortest || address.find_first_not_of("0123456789abcdefABCDEF:.", 1) != address.size() - 1) {
+    constexpr std::size_t shortest = 4;  // "[::]"
+    if (address.size() < shortest || address.find_first_not_of("0123456789abcdefABCDEF:.", 1) != address.size() - 1) {
       return std::nullopt;
     }
   } else {
@@ -143,8 +143,8 @@ Url Url::withQueryItems(const std::vector<QueryItem>& items) const {
     std::string query;
     for (const QueryItem& item : items) {
       if (&item != &items.front()) query += '&';
-      query += percentEncode(item.name, kQueryItemBytes);
-      if (item.value) query += '=' + percentEncode(*item.value, kQueryItemBytes);
+      query += percentEncode(item.name, queryItemBytes);
+      if (item.value) query += '=' + percentEncode(*item.value, queryItemBytes);
     }
     url.queryBegin_ = url.text_.size();
     url.text_ += '?';

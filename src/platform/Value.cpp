@@ -6,10 +6,10 @@
 namespace trovix {
 namespace {
 
-constexpr double kTwoTo63 = 9223372036854775808.0;
+constexpr double twoTo63 = 9223372036854775808.0;
 
 bool equalNumbers(std::int64_t integer, double real) noexcept {
-  return real >= -kTwoTo63 && real < kTwoTo63 && real == std::trunc(real) && static_cast<std::int64_t>(real) == integer;
+  return real >= -twoTo63 && real < twoTo63 && real == std::trunc(real) && static_cast<std::int64_t>(real) == integer;
 }
 
 bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
@@ -141,8 +141,8 @@ bool txsdk_exists(const Value* value) noexcept {
 
 std::int64_t saturatingInteger(double number) noexcept {
   if (std::isnan(number)) return 0;
-  if (number >= kTwoTo63) return std::numeric_limits<std::int64_t>::max();
-  if (number < -kTwoTo63) return std::numeric_limits<std::int64_t>::min();
+  if (number >= twoTo63) return std::numeric_limits<std::int64_t>::max();
+  if (number < -twoTo63) return std::numeric_limits<std::int64_t>::min();
   return static_cast<std::int64_t>(number);
 }
 

@@ -9,7 +9,7 @@ namespace trovix {
 
 namespace {
 
-constexpr const char* kMigratedKeys[] = {
+constexpr const char* migratedKeys[] = {
     storageKey::userId,
     storageKey::launchCounter,
     storageKey::installDate,
@@ -37,7 +37,7 @@ constexpr const char* kMigratedKeys[] = {
     storageKey::backupInfo,
     storageKey::isAppClip,
 };
-static_assert(std::size(kMigratedKeys) == 26);
+static_assert(std::size(migratedKeys) == 26);
 
 }  // namespace
 
@@ -57,8 +57,8 @@ void TXSDKAppGroupStorage::migrateStorage() {
   platform::UserDefaults& to = didClipWriteFirst ? fallbackDefaults_ : appGroupDefaults_;
 
   std::vector<std::pair<std::string, std::optional<Value>>> values;
-  values.reserve(std::size(kMigratedKeys));
-  for (const char* key : kMigratedKeys) {
+  values.reserve(std::size(migratedKeys));
+  for (const char* key : migratedKeys) {
     const auto value = from.object(key);
     values.emplace_back(key, value == nullptr ? std::nullopt : std::optional(*value));
   }

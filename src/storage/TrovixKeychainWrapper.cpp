@@ -10,7 +10,7 @@ namespace status = platform::keychainStatus;
 namespace {
 
 /// Existing items are found by this exact text.
-constexpr const char* kService = "example.Trovix.sdk";
+constexpr const char* keychainService = "example.Trovix.sdk";
 
 Data bytes(std::string_view text) { return Data(text.begin(), text.end()); }
 
@@ -21,7 +21,7 @@ Dictionary TrovixKeychainWrapper::prepareForKeychain(std::string_view key) {
   if (!platform::isValidUtf8(key)) return attributes;
   attributes.set(attribute::generic, bytes(key));
   attributes.set(attribute::account, bytes(key));
-  attributes.set(attribute::service, kService);
+  attributes.set(attribute::service, keychainService);
   attributes.set(attribute::accessible, attribute::accessibleAfterFirstUnlockThisDeviceOnly);
   return attributes;
 }

@@ -74,13 +74,13 @@ TEST_F(QuorrelCoreTest, HandsOutWhatTheTrackingSdkDelivers) {
 
   device.network.release("gcdsdk.");
   device.runUntilIdle();
-  constexpr const char* kVerdict = R"({"campaign":"spring","is_first_launch":true})";
+  constexpr const char* verdictText = R"({"campaign":"spring","is_first_launch":true})";
   EXPECT_TRUE(core.readyStatus());
   ASSERT_THAT(core.retrievedAttributes(), SizeIs(1));
-  EXPECT_EQ(core.retrievedAttributes()[0].attribution, kVerdict);
+  EXPECT_EQ(core.retrievedAttributes()[0].attribution, verdictText);
   ASSERT_THAT(notices, SizeIs(1));
   EXPECT_EQ(notices[0].source, SourceType{2});
-  EXPECT_EQ(notices[0].attribution, kVerdict);
+  EXPECT_EQ(notices[0].attribution, verdictText);
   EXPECT_THAT(device.systemLog.lines, Contains(HasSubstr("QuorrelTrovixModule: onConversionDataSuccess - ")));
 
   // The link that opens the application takes the verdict's place.

@@ -14,7 +14,7 @@ std::shared_ptr<QuorrelObserver> countingObserver(int& calls) {
   return observer;
 }
 
-const QRReferralsAttributionChangedInfo kNotice{SourceType::trovix, "{}"};
+const QRReferralsAttributionChangedInfo notice{SourceType::trovix, "{}"};
 
 TEST(QuorrelNotifier, TellsEachLivingObserverOnceAndPassesOverThoseWithoutTheOperation) {
   QuorrelNotifier notifier;
@@ -28,9 +28,9 @@ TEST(QuorrelNotifier, TellsEachLivingObserverOnceAndPassesOverThoseWithoutTheOpe
   notifier.addObserver(other);
   notifier.addObserver(countingObserver(gone));
 
-  notifier.postEventReferralsAttributionChanged(kNotice);
+  notifier.postEventReferralsAttributionChanged(notice);
   notifier.removeObserver(observer);
-  notifier.postEventReferralsAttributionChanged(kNotice);
+  notifier.postEventReferralsAttributionChanged(notice);
 
   EXPECT_EQ(first, 1);
   EXPECT_EQ(second, 2);
@@ -51,10 +51,10 @@ TEST(QuorrelNotifier, MayBeChangedFromACallback) {
   notifier.addObserver(changing);
   notifier.addObserver(removed);
 
-  notifier.postEventReferralsAttributionChanged(kNotice);
+  notifier.postEventReferralsAttributionChanged(notice);
   EXPECT_EQ(victim, 0) << "an observer removed during the delivery is not called any more";
   EXPECT_EQ(late, 0) << "an observer added during the delivery hears of the next one";
-  notifier.postEventReferralsAttributionChanged(kNotice);
+  notifier.postEventReferralsAttributionChanged(notice);
   EXPECT_EQ(late, 1);
 }
 
@@ -70,7 +70,7 @@ TEST(QuorrelNotifier, RemovingWaitsForARunningCallback) {
       finished = true;
     };
     notifier.addObserver(observer);
-    std::thread poster([&] { notifier.postEventReferralsAttributionChanged(kNotice); });
+    std::thread poster([&] { notifier.postEventReferralsAttributionChanged(notice); });
     while (!entered) std::this_thread::yield();
     std::thread remover([&] {
       notifier.removeObserver(observer);
@@ -93,7 +93,7 @@ TEST(QuorrelNotifier, CallbacksThatRunAtOnceMayAllRemoveTheirObserver) {
     notifier.removeObserver(observer);
   };
   notifier.addObserver(observer);
-  const auto post = [&] { notifier.postEventReferralsAttributionChanged(kNotice); };
+  const auto post = [&] { notifier.postEventReferralsAttributionChanged(notice); };
   std::thread other(post);
   post();
   other.join();

@@ -2,7 +2,7 @@
 
 namespace trovix::test {
 
-constexpr double kSixtyDays = 5'184'000;
+constexpr double sixtyDays = 5'184'000;
 
 struct ConversionDataTest : TrovixLibFixture {
   ConversionDataTest() { makeSdk(); }
@@ -81,7 +81,7 @@ TEST_F(ConversionDataTest, AsksOnceAndServesItsKeptVerdictWithoutTheFirstLaunchM
 
 TEST_F(ConversionDataTest, RevivesAnExpiredVerdictAfterAFailedFetch) {
   keep({{"old", true}});
-  storage().setDouble(device->now() - kSixtyDays - 1, "TrovixConversionDataCacheExpiration");
+  storage().setDouble(device->now() - sixtyDays - 1, "TrovixConversionDataCacheExpiration");
   networkDown();
   get();
   EXPECT_THAT(successes, IsEmpty());

@@ -3,7 +3,7 @@
 
 namespace trovix::test {
 
-constexpr const char* kNoLink = "UniversalLink/Deeplink is `nil` or not of NSURL class";
+constexpr const char* noLink = "UniversalLink/Deeplink is `nil` or not of NSURL class";
 
 struct DeepLinkAttributionTest : TrovixLibFixture {
   DeepLinkAttributionTest() {
@@ -78,7 +78,7 @@ TEST_F(DeepLinkAttributionTest, ReportsWhatIsNotALink) {
     open(text);
     ASSERT_THAT(attributionFailures, SizeIs(1)) << text;
     EXPECT_EQ(attributionFailures[0].domain(), "example.trovix.sdk.deeplink");
-    EXPECT_EQ(attributionFailures[0].localizedDescription(), kNoLink);
+    EXPECT_EQ(attributionFailures[0].localizedDescription(), noLink);
   }
   sdk->performOnAppAttributionWithURL(std::nullopt);
   device->runUntilIdle();
@@ -87,7 +87,7 @@ TEST_F(DeepLinkAttributionTest, ReportsWhatIsNotALink) {
   useDeepLinkDelegate();
   open("no link");
   ASSERT_THAT(results, SizeIs(1));
-  EXPECT_EQ(results[0].error()->localizedDescription(), kNoLink);
+  EXPECT_EQ(results[0].error()->localizedDescription(), noLink);
 }
 
 TEST_F(DeepLinkAttributionTest, SurvivesEnormousLinks) {
@@ -235,7 +235,7 @@ TEST_F(DeepLinkAttributionTest, ExpandsShortLinksIntoTheNextLaunch) {
                             {"deep_link_value", "v"}};
   EXPECT_THAT(attributions, ElementsAre(expected));
   // Its operation ended before the server answered; what the server said counts all the same.
-  sdk->setTrovixDevKey(kDevKey);
+  sdk->setTrovixDevKey(developerKey);
   start();
   EXPECT_EQ(lastSent("conversions").text("deep_link_value"), "v");
   device->advance(10);

@@ -11,7 +11,7 @@ struct EventDispatchTest : TrovixLibFixture {
   /// A request that is in the buffer once everything has run, unsent while the network holds it.
   void execute(std::uint64_t options, const std::string& name) {
     TrovixDictionary parameters;
-    parameters.dict().set("dev_key", kDevKey);
+    parameters.dict().set("dev_key", developerKey);
     parameters.dict().set("timestamp", name);
     sdk->parts().dispatch.executeRequestWithUrlString("https://" + name + ".test/", options, std::move(parameters), {});
     device->advance(0.001);

@@ -92,7 +92,7 @@ TEST_F(EventPayloadTest, NullsWhatTheAdRevenueReportMisses) {
   EXPECT_TRUE(report->find("load_framework_result")->isNull());
   EXPECT_EQ(*report->string("idfa"), "7D3E5B21-90AC-4F6E-B1D8-0A4C9E6F2357");
   EXPECT_EQ(*report->find("tx_timestamp"), Value(1'700'000'000'000));
-  EXPECT_EQ(*report->string("tx_key"), kDevKey);
+  EXPECT_EQ(*report->string("tx_key"), developerKey);
 }
 
 }  // namespace trovix::test

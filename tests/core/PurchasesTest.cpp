@@ -4,7 +4,7 @@ namespace trovix::test {
 
 using Text = std::optional<std::string>;
 
-constexpr const char* kReceipt = "/app/Shop.app/StoreKit/receipt";
+constexpr const char* receiptPath = "/app/Shop.app/StoreKit/receipt";
 
 struct PurchasesTest : TrovixLibFixture {
   PurchasesTest() {
@@ -12,7 +12,7 @@ struct PurchasesTest : TrovixLibFixture {
     makeSdk();
     sdk->setDisableSKAdNetwork(false);
     device->notificationCenter.post(platform::application::didFinishLaunching);
-    device->fileSystem.place(kReceipt, "RECEIPT");
+    device->fileSystem.place(receiptPath, "RECEIPT");
     device->runUntilIdle();
   }
   void purchase(const Text& price = "1.00", const Text& product = "shoes", const Text& transaction = "T1",
@@ -39,7 +39,7 @@ TEST_F(PurchasesTest, RefusesEarlyOnTheMainQueueAndSendsNothing) {
       {std::nullopt, "T1", false, noIds},
       {"shoes", "T1", false, "validateInAppPurchase couldn't get store receipt. Event has'n been sent"},
       {std::nullopt, "T1", true, "`isStopped` enabled. Event hasn't been sent"}};
-  ASSERT_TRUE(device->fileSystem.remove(kReceipt));
+  ASSERT_TRUE(device->fileSystem.remove(receiptPath));
   for (const auto& [product, transaction, stopped, message] : cases) {
     sdk->setIsStopped(stopped);
     refused.clear();

@@ -4,8 +4,8 @@
 
 namespace trovix::test {
 
-constexpr double kYear = 365 * 86'400;
-constexpr double kSixtyDays = 60 * 86'400;
+constexpr double secondsPerYear = 365 * 86'400;
+constexpr double sixtyDays = 60 * 86'400;
 
 /// What becomes of times and intervals when the clock does what clocks do.
 struct TimeTest : TrovixLibFixture {
@@ -14,7 +14,8 @@ struct TimeTest : TrovixLibFixture {
 
 TEST_F(TimeTest, ReportsAClockThatWasSetAsItIsAndRecovers) {
   // A century has more seconds than 31 bits.
-  const std::pair<double, const char*> cases[] = {{-10 * kYear, "-315360000"}, {100 * kYear, "3153600000"}};
+  const std::pair<double, const char*> cases[] = {{-10 * secondsPerYear, "-315360000"},
+                                                  {100 * secondsPerYear, "3153600000"}};
   for (const auto& [change, passed] : cases) {
     SCOPED_TRACE(passed);
     disk = std::make_shared<SimulatedDisk>();
@@ -38,8 +39,11 @@ TEST_F(TimeTest, ReportsAClockThatWasSetAsItIsAndRecovers) {
 
 TEST_F(TimeTest, DeliversWhatWasCachedUnderAnyClock) {
   const double origin = device->now();
-  const std::pair<double, double> cases[] = {
-      {0, 3600.5}, {0, -20 * kYear}, {10 * kYear, 0}, {-30 * kYear, 0}, {-30 * kYear, -40 * kYear}};
+  const std::pair<double, double> cases[] = {{0, 3600.5},
+                                             {0, -20 * secondsPerYear},
+                                             {10 * secondsPerYear, 0},
+                                             {-30 * secondsPerYear, 0},
+                                             {-30 * secondsPerYear, -40 * secondsPerYear}};
   for (const auto& [cachedAt, readAt] : cases) {
     SCOPED_TRACE(cachedAt);
     disk = std::make_shared<SimulatedDisk>();
@@ -60,9 +64,13 @@ TEST_F(TimeTest, DeliversWhatWasCachedUnderAnyClock) {
 TEST_F(TimeTest, AsksAgainForAVerdictOfSixtyDaysUnlessItIsFromTheFuture) {
   device->network.answer("gcdsdk.", Answer{.body = R"({"iscache":false})"});
   const double receivedAt = device->now();
-  const std::pair<double, std::size_t> cases[] = {
-      {0, 1},          {kSixtyDays, 1}, {-30 * kYear, 1}, {kSixtyDays + 1, 2}, {kSixtyDays + 30 * kYear, 3},
-      {kSixtyDays, 3}, {0, 3}};
+  const std::pair<double, std::size_t> cases[] = {{0, 1},
+                                                  {sixtyDays, 1},
+                                                  {-30 * secondsPerYear, 1},
+                                                  {sixtyDays + 1, 2},
+                                                  {sixtyDays + 30 * secondsPerYear, 3},
+                                                  {sixtyDays, 3},
+                                                  {0, 3}};
   for (const auto& [passed, fetched] : cases) {
     device->setNow(receivedAt + passed);
     sdk->getConversionData();

@@ -15,7 +15,7 @@ void TrovixLibFixture::beginProcess() {
 void TrovixLibFixture::makeSdk() {
   sdk = std::make_unique<TrovixLib>(*device);
   sdk->setDisableSKAdNetwork(true);
-  sdk->setTrovixDevKey(kDevKey);
+  sdk->setTrovixDevKey(developerKey);
   sdk->setAppleAppID(Value("1234567890"));
   sdk->setDisableCollectASA(true);
   delegate = std::make_shared<TrovixLibDelegate>();
@@ -46,7 +46,7 @@ std::shared_ptr<std::vector<Outcome>> TrovixLibFixture::log(const std::string& n
 }
 
 std::vector<SentEvent> TrovixLibFixture::sent(std::string_view urlPart) const {
-  static const auto key = collector::deriveBodyKey(kDevKey);
+  static const auto key = collector::deriveBodyKey(developerKey);
   std::vector<SentEvent> events;
   for (const RecordedRequest& request : device->network.requestsTo(urlPart)) {
     const auto body = dictionaryFromJson(collector::openBody(request.body(), *key).value_or(""));

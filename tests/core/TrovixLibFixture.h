@@ -6,7 +6,7 @@
 
 namespace trovix::test {
 
-inline constexpr const char* kDevKey = "AbCdEfGhIjKlMn";
+inline constexpr const char* developerKey = "AbCdEfGhIjKlMn";
 
 /// A request to the event servers as the server reads it.
 struct SentEvent {

@@ -5,7 +5,7 @@
 namespace trovix::test {
 namespace {
 
-constexpr const char* kPhone = R"json({
+constexpr const char* phone = R"json({
   "device": {"systemName": "iOS", "systemVersion": "17.2", "identifierForVendor": "7D9E1B2C-4F5A-4C6B-8D7E-9F0A1B2C3D4E"},
   "bundle": {"identifier": "com.example.shop", "info": {"CFBundleVersion": "42"}, "receipt": "RGVtbyByZWNlaXB0"},
   "frameworks": {"attStatus": 3, "advertisingIdentifier": "6E0F2A51-9C3D-4B7E-A1D2-3F4E5D6C7B8A", "adNetwork": true},
@@ -15,7 +15,7 @@ constexpr const char* kPhone = R"json({
 platform::LinuxPlatformOptions optionsOf(const World& world, const Device& device, Hearing& hearing) {
   platform::LinuxPlatformOptions options;
   options.dataDirectory = device.directory;
-  options.deviceProfile = dictionaryFromJson(kPhone).value_or(Dictionary());
+  options.deviceProfile = dictionaryFromJson(phone).value_or(Dictionary());
   options.deviceProfile.merge(device.profile);
   options.connectTo = world.collector.address();
   options.certificateAuthorityFile = world.collector.caFile();

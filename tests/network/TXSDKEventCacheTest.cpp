@@ -8,9 +8,9 @@
 namespace trovix::test {
 namespace {
 
-constexpr const char* kDirectory = "/data/Library/Caches/trovix-v1";
+constexpr const char* cacheDirectory = "/data/Library/Caches/trovix-v1";
 
-std::string inCache(const std::string& name) { return std::string(kDirectory) + "/" + name; }
+std::string inCache(const std::string& name) { return std::string(cacheDirectory) + "/" + name; }
 
 struct TXSDKEventCacheTest : testing::Test {
   SimulatedDevice device;
@@ -68,7 +68,7 @@ TEST_F(TXSDKEventCacheTest, ReadsInOrderAndClearsOutWhatIsInvalid) {
   std::vector<std::string> paths;
   for (const TXSDKEvent& event : cache.cachedEvents()) paths.push_back(*event.filePath);
   EXPECT_THAT(paths, ElementsAre(first, second, inCache("a/1.plist")));
-  EXPECT_THAT(device.fileSystem.walk(kDirectory),
+  EXPECT_THAT(device.fileSystem.walk(cacheDirectory),
               UnorderedElementsAre(first, second, inCache("a"), inCache("a/1.plist")));
 }
 

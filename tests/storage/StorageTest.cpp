@@ -8,15 +8,15 @@
 
 namespace trovix {
 
-constexpr const char* kSuite = "group.com.example.shop";
+constexpr const char* suiteName = "group.com.example.shop";
 
 struct StorageTest : testing::Test {
   static std::unique_ptr<TXSDKStorageProtocol> open(test::SimulatedDevice& phone, std::int8_t& status,
                                                     bool isAppClip = false) {
-    return TXSDKStorageFactory(phone.userDefaults, phone.bundle).storageWithSuiteName(kSuite, status, isAppClip);
+    return TXSDKStorageFactory(phone.userDefaults, phone.bundle).storageWithSuiteName(suiteName, status, isAppClip);
   }
   std::unique_ptr<TXSDKStorageProtocol> open() { return open(device, status); }
-  platform::UserDefaults& group() { return *device.userDefaults.suite(kSuite); }
+  platform::UserDefaults& group() { return *device.userDefaults.suite(suiteName); }
   platform::UserDefaults& standard() { return device.userDefaults.standard(); }
 
   test::SimulatedDevice device;
@@ -34,18 +34,18 @@ TEST_F(StorageTest, FactoryChoosesTheStoreAndMigratesOnce) {
   for (const auto& [name, isUnavailable, isExtension, isAppClip, isMigrated, expected, isGroup, isMarked] : cases) {
     SCOPED_TRACE(name);
     test::SimulatedDevice phone;
-    if (isUnavailable) phone.userDefaults.unavailableSuites.insert(kSuite);
+    if (isUnavailable) phone.userDefaults.unavailableSuites.insert(suiteName);
     if (isExtension) phone.bundle.executable = "/app/Shop.app/PlugIns/Widget.appex/Widget";
     // The marker may come from another process, after this one opened the suite.
-    phone.userDefaults.suite(kSuite);
+    phone.userDefaults.suite(suiteName);
     if (isMigrated) {
-      test::SimulatedDevice(phone.disk).userDefaults.suite(kSuite)->set(storageKey::migratedToAppGroup, true);
+      test::SimulatedDevice(phone.disk).userDefaults.suite(suiteName)->set(storageKey::migratedToAppGroup, true);
     }
     std::int8_t code = 0;
     const auto storage = open(phone, code, isAppClip);
     EXPECT_EQ(code, expected);
     EXPECT_EQ(dynamic_cast<TXSDKAppGroupStorage*>(storage.get()) != nullptr, isGroup);
-    EXPECT_EQ(phone.disk->suites[kSuite].contains(storageKey::migratedToAppGroup), isMarked);
+    EXPECT_EQ(phone.disk->suites[suiteName].contains(storageKey::migratedToAppGroup), isMarked);
   }
 }
 
@@ -87,7 +87,7 @@ TEST_F(StorageTest, GroupStoreWritesTwiceAndReadsTheGroup) {
   EXPECT_FALSE(standard().object(storageKey::launchCounter));
 
   test::SimulatedDevice widget(device.disk);
-  widget.userDefaults.suite(kSuite)->set(storageKey::launchCounter, 9);
+  widget.userDefaults.suite(suiteName)->set(storageKey::launchCounter, 9);
   storage->refresh();
   EXPECT_EQ(storage->launchCnt(), 9);
 }

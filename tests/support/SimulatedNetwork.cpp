@@ -14,7 +14,7 @@ using platform::URLResult;
 
 namespace {
 
-constexpr int kMaximumRedirects = 16;
+constexpr int maximumRedirects = 16;
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
 
@@ -164,7 +164,7 @@ void SimulatedNetwork::deliver(const std::shared_ptr<Exchange>& exchange, const 
 bool SimulatedNetwork::follow(const std::shared_ptr<Exchange>& exchange, const URLResponse& response) {
   const std::string* location = response.headers.find("Location");
   if (location == nullptr || response.statusCode / 100 != 3) return false;
-  if (++exchange->hops > kMaximumRedirects) {
+  if (++exchange->hops > maximumRedirects) {
     finish(exchange, failed(urlError::httpTooManyRedirects));
     return true;
   }

@@ -15,7 +15,7 @@ namespace trovix::platform {
 namespace {
 
 // The kernel writes a whole page of figures for the one that is wanted: most of what signing a request would cost.
-constexpr std::chrono::milliseconds kTracerFieldLifetime{100};
+constexpr std::chrono::milliseconds tracerFieldLifetime{100};
 
 struct Search {
   std::uintptr_t address = 0;
@@ -86,7 +86,7 @@ bool LinuxIntegrity::isTracedLately() const {
   if (now < known) return isTraced_.load(std::memory_order_relaxed);
   const bool traced = isTraced();
   isTraced_.store(traced, std::memory_order_relaxed);
-  tracerKnownUntil_.store(now + kTracerFieldLifetime / std::chrono::nanoseconds(1), std::memory_order_release);
+  tracerKnownUntil_.store(now + tracerFieldLifetime / std::chrono::nanoseconds(1), std::memory_order_release);
   return traced;
 }
 
