@@ -107,7 +107,7 @@ class ChildLife {
   [[nodiscard]] bool isAtStage(std::string_view stage) const { return storyText(story_, "stage") == stage; }
   [[nodiscard]] int waitToLeave();
   [[nodiscard]] int waitUntilIdle();
-  void noteAcceptance(const std::string& uuid, const std::string& file);
+  void print(const Dictionary& line);
   void endFileSizeLimit();
 
   const LifeStory story_;
@@ -120,7 +120,7 @@ class ChildLife {
   std::optional<rlim_t> earlierLimit_;
   platform::Mutex mutex_;
   // Held back while standard output, a file itself, must not grow.
-  std::string acceptances_ TX_GUARDED_BY(mutex_);
+  std::string lines_ TX_GUARDED_BY(mutex_);
 };
 
 ChildLife::ChildLife(LifeStory story)
@@ -138,7 +138,7 @@ int ChildLife::run() {
   }
   TrovixLib& sdk = TrovixLib::shared();
   sdk.setRequestCacheObserver([this](const std::string& uuid, const std::string& file) {
-    noteAcceptance(uuid, file);
+    print({{"name", "cached"}, {"event", uuid}, {"file", file}});
     reach("cached");
   });
   delegate_ = std::make_shared<TrovixLibDelegate>();
@@ -181,6 +181,7 @@ void ChildLife::reach(std::string_view stage) {
 
 void ChildLife::leave() {
   if (isLeaving_.test_and_set()) return;
+  print({{"name", "leaving"}, {"at", std::chrono::steady_clock::now().time_since_epoch().count()}});
   const std::string way = storyText(story_, "way");
   if (way == "return") {
     returns_.set_value();
@@ -215,19 +216,18 @@ int ChildLife::waitUntilIdle() {
   return 0;
 }
 
-void ChildLife::noteAcceptance(const std::string& uuid, const std::string& file) {
-  std::string line = jsonText({{"name", "cached"}, {"event", uuid}, {"file", file}}).value_or("") + "\n";
+void ChildLife::print(const Dictionary& line) {
   const platform::MutexLock lock(mutex_);
-  acceptances_ += line;
+  lines_ += jsonText(line).value_or("") + "\n";
   if (earlierLimit_) return;
-  if (::write(STDOUT_FILENO, acceptances_.data(), acceptances_.size()) > 0) acceptances_.clear();
+  if (::write(STDOUT_FILENO, lines_.data(), lines_.size()) > 0) lines_.clear();
 }
 
 void ChildLife::endFileSizeLimit() {
   if (!earlierLimit_) return;
   setFileSizeLimit(*earlierLimit_);
   const platform::MutexLock lock(mutex_);
-  if (::write(STDOUT_FILENO, acceptances_.data(), acceptances_.size()) > 0) acceptances_.clear();
+  if (::write(STDOUT_FILENO, lines_.data(), lines_.size()) > 0) lines_.clear();
 }
 
 }  // namespace

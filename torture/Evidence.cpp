@@ -10,8 +10,10 @@
 #include <utility>
 
 #include "linux/TemporaryDirectory.h"
+#include "platform/linux/SqliteKeychain.h"
 #include "platform/linux/SqliteUserDefaults.h"
 #include "storage/StorageKeys.h"
+#include "storage/TrovixKeychainWrapper.h"
 #include "trovix/Json.h"
 
 namespace trovix::torture {
@@ -157,6 +159,12 @@ void StoreWatch::inspect(const std::string& when) {
     const std::string verdict = verdictOfSqlite(copy);
     report_.expect(verdict == "ok", when + ": " + name + ": " + verdict);
     if (name == "standard.sqlite") readCounters(copy, when);
+    if (name == "keychain.sqlite") {
+      const std::string key = scratchDirectory_ + "/keychain.key";
+      fs::remove(key, failure);
+      fs::copy_file(entry.path().parent_path() / "keychain.key", key, failure);
+      readKeychain(when);
+    }
     ++inspected_;
   }
 }
@@ -173,6 +181,17 @@ void StoreWatch::readCounters(const std::string& store, const std::string& when)
   };
   follow(storageKey::launchCounter, launches_);
   follow(storageKey::inAppCounter, inAppEvents_);
+}
+
+void StoreWatch::readKeychain(const std::string& when) {
+  platform::RecordingLog log;
+  platform::SqliteKeychain keychain(scratchDirectory_, log);
+  const auto identifier = TrovixKeychainWrapper(keychain).stringForKey(TXSDKKeychainProtocol::trovixIdKey);
+  report_.expect(log.lines.empty(), when + ": the library does not open the keychain");
+  report_.expect(
+      keptIdentifier_.empty() || identifier == keptIdentifier_,
+      fmt::format("{}: the keychain says \"{}\", not \"{}\"", when, identifier.value_or(""), keptIdentifier_));
+  keptIdentifier_ = identifier.value_or("");
 }
 
 }  // namespace trovix::torture

@@ -64,7 +64,7 @@ class Acceptances {
 };
 
 /// Opens copies of a dead host's stores, so that the next host finds the files as this one left them: each must pass
-/// SQLite's own check, and the counters in them must not go back.
+/// SQLite's own check and be readable for the library, the counters must not go back, and the keychain must not forget.
 class StoreWatch {
  public:
   StoreWatch(std::string dataDirectory, std::string scratchDirectory, Report& report)
@@ -75,6 +75,7 @@ class StoreWatch {
 
  private:
   void readCounters(const std::string& store, const std::string& when);
+  void readKeychain(const std::string& when);
 
   const std::string dataDirectory_;
   const std::string scratchDirectory_;
@@ -83,6 +84,7 @@ class StoreWatch {
   std::set<std::string> setAside_;
   std::int64_t launches_ = 0;
   std::int64_t inAppEvents_ = 0;
+  std::string keptIdentifier_;
 };
 
 }  // namespace trovix::torture

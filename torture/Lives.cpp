@@ -24,14 +24,20 @@ bool lifeCheck(const Dictionary& request, std::string_view check) {
   return verdict != nullptr && verdict->boolValue();
 }
 
-void readAcceptances(const std::string& outputFile, LifeEnd& end) {
+void readOutput(const std::string& outputFile, std::chrono::steady_clock::time_point endedAt, LifeEnd& end) {
   std::map<std::string, std::vector<std::string>> stampsByFile;
   std::ifstream output(outputFile);
   std::string line;
   // A line without its end was being written when the process died.
   while (std::getline(output, line) && !output.eof()) {
     const auto fields = dictionaryFromJson(line);
-    if (!fields || lifeText(*fields, "name") != "cached") continue;
+    const std::string name = fields ? lifeText(*fields, "name") : "";
+    if (name == "leaving") {
+      // All processes have the same monotonic clock.
+      const auto since = endedAt.time_since_epoch() - std::chrono::nanoseconds(fields->find("at")->integerValue());
+      end.leaving = std::chrono::duration_cast<std::chrono::milliseconds>(since);
+    }
+    if (name != "cached") continue;
     const std::string uuid = lifeText(*fields, "event");
     stampsByFile[lifeText(*fields, "file")].push_back(uuid.substr(uuid.rfind('-') + 1));
   }
@@ -65,8 +71,12 @@ LifeEnd Life::end(std::chrono::seconds limit) { return endOf(process_.waitForEnd
 LifeEnd Life::kill() { return endOf(process_.kill()); }
 
 LifeEnd Life::endOf(HostProcess::Ending ending) const {
-  LifeEnd end{.ending = std::move(ending), .accepted = {}, .log = platform::contentOf(outputFile_ + ".err")};
-  readAcceptances(outputFile_, end);
+  const auto endedAt = std::chrono::steady_clock::now();
+  LifeEnd end{.ending = std::move(ending),
+              .accepted = {},
+              .leaving = std::nullopt,
+              .log = platform::contentOf(outputFile_ + ".err")};
+  readOutput(outputFile_, endedAt, end);
   return end;
 }
 

@@ -57,6 +57,8 @@ struct LifeEnd {
   std::vector<Acceptance> accepted;
   /// Events whose file had the name of another one's, made in the same ten-thousandth of a second; not accepted.
   std::size_t overwritten = 0;
+  /// From the moment at which it began to leave at its stage to its end; nothing if it never left.
+  std::optional<std::chrono::milliseconds> leaving;
   /// Standard error.
   std::string log;
 

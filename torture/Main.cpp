@@ -41,34 +41,26 @@ struct Part {
   void (*run)(const Options& options, Report& report);
 };
 
-constexpr Part everyPart[] = {
-    {"server", serverFaults}, {"disk", diskFaults}, {"threads", threads}, {"exits", exits}, {"kills", kills}};
+constexpr Part everyPart[] = {{"slow", slowServerFaults}, {"server", serverFaults}, {"threads", threads},
+                              {"disk", diskFaults},       {"exits", exits},         {"kills", kills}};
 
 std::string besideThisProgram(const char* name) {
   std::error_code ignored;
   return (std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path() / name).string();
 }
 
-/// The kills get half of the time that is shared, the other parts the rest in equal shares.
-std::chrono::seconds shareOf(const Part& part, const std::vector<Part>& parts, std::chrono::seconds all) {
-  if (parts.size() == 1) return all;
-  const auto isKills = [](const Part& other) { return other.run == kills; };
-  const bool withKills = std::ranges::any_of(parts, isKills);
-  if (isKills(part)) return all / 2;
-  const auto others = static_cast<std::chrono::seconds::rep>(parts.size() - (withKills ? 1 : 0));
-  return (withKills ? all / 2 : all) / others;
-}
-
 int runAll(const std::vector<Part>& parts, Options options, std::chrono::seconds time) {
   Report report;
-  report.note(fmt::format("seed {}", options.seed));
+  std::string names;
+  for (const Part& part : parts) names += std::string(names.empty() ? "" : " ") + part.name;
+  report.note(fmt::format("{}: seed {}", names, options.seed));
   for (const Part& part : parts) {
     const platform::TemporaryDirectory directory;
     options.directory = directory.path();
-    options.time = shareOf(part, parts, time);
+    options.time = time / static_cast<std::chrono::seconds::rep>(parts.size());
     part.run(options, report);
   }
-  report.note(fmt::format("{} failed expectations", report.failures()));
+  report.note(fmt::format("{}: {} failed expectations", names, report.failures()));
   return report.failures() == 0 ? 0 : 1;
 }
 
@@ -86,8 +78,9 @@ int main(int argc, char** argv) {
   std::vector<std::string> names;
   std::vector<std::string> known;
   for (const auto& part : torture::everyPart) known.emplace_back(part.name);
-  app.add_option("PART", names, "the parts to run; default: all")->check(CLI::IsMember(known));
-  app.add_option("--minutes", minutes, "how long they may take together")->check(CLI::Range(0.0, 24 * 60.0));
+  app.add_option("PART", names, "the parts to run")->required()->check(CLI::IsMember(known));
+  app.add_option("--minutes", minutes, "how long they may take together, in equal shares")
+      ->check(CLI::Range(0.0, 24 * 60.0));
   app.add_option("--seed", options.seed, "of the pseudo-random choices");
   app.add_option("--host", options.hostProgram, "the host program that is killed");
   try {
@@ -96,8 +89,7 @@ int main(int argc, char** argv) {
     return app.exit(error) == 0 ? 0 : 2;
   }
   std::vector<torture::Part> parts;
-  std::ranges::copy_if(torture::everyPart, std::back_inserter(parts), [&](const torture::Part& part) {
-    return names.empty() || std::ranges::find(names, part.name) != names.end();
-  });
+  std::ranges::copy_if(torture::everyPart, std::back_inserter(parts),
+                       [&](const torture::Part& part) { return std::ranges::find(names, part.name) != names.end(); });
   return torture::runAll(parts, options, std::chrono::seconds(static_cast<std::int64_t>(minutes * 60)));
 }

@@ -36,13 +36,15 @@ class Report {
 
 /// The host is killed at random moments while it logs events, and started again.
 void kills(const Options& options, Report& report);
-/// Every kind of fault at every endpoint of the server.
+/// Every kind of fault at every endpoint of the server, but for those that last a minute and longer.
 void serverFaults(const Options& options, Report& report);
+/// Those, once at every endpoint, however long it takes: about six minutes, spent waiting.
+void slowServerFaults(const Options& options, Report& report);
 /// Full, read-only and damaged disks.
 void diskFaults(const Options& options, Report& report);
 /// The public interface from eight threads at once.
 void threads(const Options& options, Report& report);
-/// The process ends at every stage of a request.
+/// The process ends at every stage of a request, in time.
 void exits(const Options& options, Report& report);
 
 }  // namespace trovix::torture
