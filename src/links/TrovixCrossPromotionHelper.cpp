@@ -8,7 +8,7 @@
 namespace trovix {
 namespace {
 
-constexpr const char* mediaSource = "tx_cross_promotion";
+constexpr const char* crossPromotionSource = "tx_cross_promotion";
 
 }  // namespace
 
@@ -16,7 +16,7 @@ TrovixLinkGenerator TrovixCrossPromotionHelper::createLinkGenerator(const std::o
                                                                     const std::optional<std::string>& campaign,
                                                                     const std::optional<Dictionary>& parameters,
                                                                     const std::string& baseURL) {
-  TrovixLinkGenerator generator = TrovixLinkGenerator::initWithMeidaSource(mediaSource);
+  TrovixLinkGenerator generator = TrovixLinkGenerator::initWithMeidaSource(crossPromotionSource);
   const auto host = linkHost();
   const LinkFacts facts = host ? host->linkFacts() : LinkFacts();
   generator.setBaseURL(baseURL);
