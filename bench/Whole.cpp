@@ -26,7 +26,7 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr int rounds = 9;
-constexpr int cachedEvents = 46;
+constexpr int fullCache = 46;
 constexpr std::chrono::minutes patience{3};
 
 double microsecondsSince(SteadyClock::time_point begin) {
@@ -78,7 +78,7 @@ void fillCache(const std::string& directory) {
   Rig rig(directory);
   rig.configure();
   rig.waitForSerialQueue();
-  while (rig.parts().cache.cachedEvents().size() < cachedEvents) {
+  while (rig.parts().cache.cachedEvents().size() < fullCache) {
     TrovixDictionary parameters = rig.parts().payload.getEventParameters(false);
     parameters.dict().set("eventvalue", encodedEventValue(eventProperties(), true));
     TXSDKEvent event(std::move(parameters.dict()), "https://inapps.example.test/api/v6.2/iosevent?app_id=1", sdkVersion,

@@ -20,8 +20,9 @@ constexpr const char* everyKind[endpointCount] = {
 
 Dictionary templatesInForce() {
   Dictionary templates;
-  for (std::size_t i = 0; i < endpointCount; ++i)
+  for (std::size_t i = 0; i < endpointCount; ++i) {
     templates.set(everyKind[i], endpointTemplate(static_cast<Endpoint>(i)));
+  }
   return templates;
 }
 
