@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -98,18 +99,30 @@ double coldStart(const std::string& directory) {
   return elapsed;
 }
 
-/// How often the threads of this process but the calling one went to sleep, which is how often they were awake.
-std::int64_t wakeUpsOfOthers() {
+/// How often each thread of this process but the calling one went to sleep, which is how often it was awake.
+std::map<std::string, std::int64_t> sleepsOfOthers() {
   const std::string own = std::to_string(gettid());
-  std::int64_t sum = 0;
+  std::map<std::string, std::int64_t> sleeps;
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    if (task.path().filename() == own) continue;
+    const std::string thread = task.path().filename();
+    if (thread == own) continue;
     std::ifstream status(task.path() / "status");
     for (std::string name; status >> name;) {
-      std::int64_t switches = 0;
-      if (name == "voluntary_ctxt_switches:" && status >> switches) sum += switches;
+      if (name == "voluntary_ctxt_switches:") status >> sleeps[thread];
     }
   }
+  return sleeps;
+}
+
+/// A thread that comes or goes in between was awake as well.
+std::int64_t wakeUpsSince(const std::map<std::string, std::int64_t>& before) {
+  const auto after = sleepsOfOthers();
+  std::int64_t sum = 0;
+  for (const auto& [thread, sleeps] : after) {
+    const auto known = before.find(thread);
+    sum += known != before.end() ? sleeps - known->second : sleeps + 1;
+  }
+  for (const auto& [thread, sleeps] : before) sum += after.contains(thread) ? 0 : 1;
   return sum;
 }
 
@@ -135,11 +148,11 @@ void measureIdleness(collector::Collector& server, std::chrono::seconds duration
   // Threads that wait for more work, and a connection that is kept, may end first.
   std::this_thread::sleep_for(std::chrono::seconds(2));
 
-  const std::int64_t wakeUps = wakeUpsOfOthers();
+  const auto sleeps = sleepsOfOthers();
   const double processor = processorMicroseconds();
   std::this_thread::sleep_for(duration);
   show("idle_cpu_us", processorMicroseconds() - processor);
-  show("idle_wakeups", static_cast<double>(wakeUpsOfOthers() - wakeUps));
+  show("idle_wakeups", static_cast<double>(wakeUpsSince(sleeps)));
   rig.platform().shutDown();
 }
 
